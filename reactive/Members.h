@@ -1,0 +1,501 @@
+// The generated members of state machines and reactors, written once.
+//
+// A machine or reactor declares its attributes as members of these kinds
+// and lists them, in declaration order, in a static vekMembers():
+//
+//   class HostResourcesSm : public Vek::StateMachine<HostResourcesSm> {
+//     ...
+//     static auto vekMembers() {
+//       return Vek::members(&HostResourcesSm::hostname_,
+//                           Vek::handler<"handleVlan", &HostResourcesSm::handleVlan>(),
+//                           Vek::mirror(&HostResourcesSm::hostVlan_, hostVlanSource));
+//     }
+//     Vek::Param<"hostname", Vek::Name> hostname_;
+//     Vek::ReactorMap<"hostVlan", U32, VekHostVlan> hostVlan_;
+//   };
+//
+// The list drives everything generic: construction (reactors on watched
+// parameters, keyed reactors mirrored from their source), activation,
+// zombie propagation, teardown, the comparison of constructor parameters and
+// the type description. Member kinds:
+//
+//   Param        constructor parameter, value or plain counted reference
+//   Attr         value written only by the machine itself (`initialized`)
+//   ReactorSlot  watched entity, one reactor
+//   ReactorMap   keyed reactors
+//   MachineSlot  single state machine
+//   MachineMap   keyed state machines
+//   handler      a handler, listed for the type description only
+#pragma once
+
+#include <string>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+
+#include "reactive/Attribute.h"
+#include "reactive/Exception.h"
+#include "reactive/FixedString.h"
+#include "reactive/HashMap.h"
+#include "reactive/PtrInterface.h"
+
+namespace Vek {
+
+enum class MemberKind {
+  constructorValue,
+  innerValue,
+  watchedEntity,
+  keyedReactors,
+  keyedMachines,
+  singleMachine,
+  handler,
+};
+
+// The text of a value in the messages of the generated members.
+template <class T>
+String strepOf(T const& value) {
+  if constexpr (std::is_base_of_v<detail::TextRef, T>) {
+    return valueToStrep(String(value));
+  } else if constexpr (std::is_same_v<T, bool>) {
+    return String(value ? "true" : "false");
+  } else if constexpr (std::is_arithmetic_v<T>) {
+    return String(std::to_string(value));
+  } else {
+    using E = std::remove_cv_t<typename T::element_type>;
+    if constexpr (std::is_base_of_v<Entity, E>) {
+      return valueToStrepOfRawPtr(value.ptr(), typeid(E));
+    } else {
+      return String(value ? typeName(typeid(E)) : std::string("null"));
+    }
+  }
+}
+
+// Retires a reactor, always in this order: zombie (which runs its cleanup),
+// no owner, no notification. The caller holds a reference throughout.
+template <class R>
+void retireReactor(R& reactor) {
+  reactor.vekDoZombieReactors(true);
+  reactor.ownerIs(nullptr);
+  reactor.hasNotificationActiveIs(false);
+}
+
+// A constructor parameter: set at construction, never changed.
+template <FixedString Name, class T>
+class Param {
+ public:
+  static constexpr MemberKind kind = MemberKind::constructorValue;
+  static constexpr FixedString name = Name;
+  using ValueType = T;
+
+  explicit Param(T value) : value_(std::move(value)) {}
+  T const& get() const { return value_; }
+
+ private:
+  T value_;
+};
+
+// A value that only its machine writes; no notification.
+template <FixedString Name, class T>
+class Attr {
+ public:
+  static constexpr MemberKind kind = MemberKind::innerValue;
+  static constexpr FixedString name = Name;
+  using ValueType = T;
+
+  Attr() = default;
+  explicit Attr(T value) : value_(std::move(value)) {}
+  T const& get() const { return value_; }
+  void set(T const& value) { value_ = value; }
+
+ private:
+  T value_{};
+};
+
+// A watched entity of type N with one reactor R. Built with the initial
+// notifier, the reactor is made when the owner is constructed (not in this
+// constructor: the owner is not complete yet). N is named here, and not
+// taken from R, so that R may be defined after its owner.
+template <FixedString Name, class R, class N>
+class ReactorSlot {
+ public:
+  static constexpr MemberKind kind = MemberKind::watchedEntity;
+  static constexpr FixedString name = Name;
+  using Reactor = R;
+  using NotifierPtr = Ptr<N>;
+  using ValueType = NotifierPtr;
+
+  ReactorSlot() = default;
+  explicit ReactorSlot(NotifierPtr initial) : initial_(std::move(initial)) {}
+
+  // The watched entity, or null.
+  NotifierPtr get() const { return reactor_ ? reactor_->notifier() : initial_; }
+  R* reactor() const { return reactor_.ptr(); }
+
+  template <class Owner>
+  void is(Owner& owner, NotifierPtr const& notifier) {
+    if (reactor_) {
+      if (reactor_->notifier() == notifier) return;
+      if (!notifier) {
+        Ptr<R> old = std::move(reactor_);
+        retireReactor(*old);
+        return;
+      }
+      Ptr<R> hold = reactor_;
+      hold->notifierIs(notifier);  // replays
+      return;
+    }
+    if (!notifier) return;
+    Ptr<R> r = R::vekCreate(notifier, &owner);
+    r->hasNotificationActiveIs(true);
+    reactor_ = r;
+    r->vekDoZombieReactors(owner.isZombie());
+  }
+
+  // Clears the attribute, retires the reactor and returns what it watched.
+  NotifierPtr del() {
+    if (!reactor_) return nullptr;
+    Ptr<R> old = std::move(reactor_);
+    NotifierPtr notifier = old->notifier();
+    retireReactor(*old);
+    return notifier;
+  }
+
+  // Generic upkeep, driven by the owner.
+  template <class Owner>
+  void vekConstruct(Owner& owner) {
+    NotifierPtr initial = std::move(initial_);
+    is(owner, initial);
+  }
+  void vekActivate(bool active) {
+    if (reactor_) reactor_->hasNotificationActiveIs(active);
+  }
+  void vekZombie(bool flag) {
+    if (reactor_) reactor_->vekDoZombieReactors(flag);
+  }
+  void vekClearOwner() {
+    if (reactor_) reactor_->ownerIs(nullptr);
+  }
+  void vekRelease() {
+    reactor_ = nullptr;
+    initial_ = nullptr;
+  }
+
+ private:
+  Ptr<R> reactor_;
+  NotifierPtr initial_;
+};
+
+// Keyed reactors: one per watched entity, under the entity's key.
+//
+// Members are R; R may be defined after the owner that declares the map.
+template <FixedString Name, class K, class R>
+class ReactorMap {
+ public:
+  static constexpr MemberKind kind = MemberKind::keyedReactors;
+  static constexpr FixedString name = Name;
+  using Reactor = R;
+  using Key = K;
+  using Iterator = typename HashMap<K, R>::Iterator;
+
+  R* find(K const& key) const { return map_[key]; }
+  // The entity watched under `key`, or null.
+  template <class RR = R>
+  typename RR::NotifierPtr get(K const& key) const {
+    R* r = map_[key];
+    return r ? r->notifier() : nullptr;
+  }
+  U32 size() const { return map_.size(); }
+  U32 changeCount() const { return map_.changeCount(); }
+  Iterator iterator() const { return map_.iterator(); }
+
+  template <class Owner, class RR = R>
+  Ptr<R> is(Owner& owner, typename RR::NotifierPtr const& notifier) {
+    if (!notifier) {
+      throwRangeException("null _" + std::string(Name.view()) + " parameter to mutator for " +
+                          typeName(typeid(Owner)) + "::" + std::string(Name.view()) +
+                          " not allowed");
+    }
+    K const key = notifier->fwkKey();
+    Ptr<R> r = map_[key];
+    if (r) {
+      if (r->notifier() != notifier) r->notifierIs(notifier);
+    } else {
+      r = R::vekCreate(notifier, &owner);
+      r->hasNotificationActiveIs(true);
+      map_.newMember(r, key);
+    }
+    // A reactor made by a dying owner is a zombie at once.
+    r->vekDoZombieReactors(owner.isZombie());
+    return r;
+  }
+
+  // Removes and retires the reactor of `key`; returns what it watched.
+  template <class RR = R>
+  typename RR::NotifierPtr del(K const& key) {
+    Ptr<R> r = map_.deleteMember(key);
+    if (!r) return nullptr;
+    typename RR::NotifierPtr notifier = r->notifier();
+    retireReactor(*r);
+    return notifier;
+  }
+
+  void delAll() {
+    forEachKey(map_, [&](K const& key) { del(key); });
+  }
+
+  // Makes the reactors follow a collection of entities: one for each member,
+  // none for a key without a member.
+  template <class Owner, class Collection>
+  void sync(Owner& owner, Collection const* source) {
+    if (!source) return;
+    for (auto it = source->iterator(); it; ++it) {
+      if (auto const* node = it.currNodeNonStale()) {
+        is(owner, typename R::NotifierPtr(node->value));
+      }
+    }
+    forEachKey(map_, [&](K const& key) {
+      if (!source->find(key)) del(key);
+    });
+  }
+
+  void vekActivate(bool active) {
+    for (auto it = map_.iterator(); it; ++it) it.ptr()->hasNotificationActiveIs(active);
+  }
+  void vekZombie(bool flag) {
+    for (auto it = map_.iterator(); it; ++it) {
+      if (it.currNodeNonStale()) it.ptr()->vekDoZombieReactors(flag);
+    }
+  }
+  void vekClearOwner() {
+    for (auto it = map_.iterator(); it; ++it) it.ptr()->ownerIs(nullptr);
+  }
+  void vekRelease() { map_.emptyAllBuckets(); }
+
+ private:
+  HashMap<K, R> map_;
+};
+
+// The single child machine of this attribute.
+template <FixedString Name, class M>
+class MachineSlot {
+ public:
+  static constexpr MemberKind kind = MemberKind::singleMachine;
+  static constexpr FixedString name = Name;
+  using Machine = M;
+
+  M* get() const { return machine_.ptr(); }
+
+  // The machine with these parameters: the present one if its parameters are
+  // the same, otherwise a new one in its place. Never fails.
+  template <class... A>
+  Ptr<M> is(A const&... params) {
+    if (machine_ && machine_->vekParamsEqual(params...)) return machine_;
+    Ptr<M> fresh = M::vekCreate(params...);
+    Ptr<M> old = std::exchange(machine_, fresh);
+    old = nullptr;
+    fresh->hasNotificationActiveIs(true);
+    return fresh;
+  }
+
+  // Takes the machine out of the attribute and deactivates it.
+  Ptr<M> del() {
+    Ptr<M> old = std::move(machine_);
+    if (old) old->hasNotificationActiveIs(false);
+    return old;
+  }
+
+  void vekActivate(bool active) {
+    if (machine_) machine_->hasNotificationActiveIs(active);
+  }
+  void vekDeleteMachines() { del(); }
+  void vekRelease() { machine_ = nullptr; }
+
+ private:
+  Ptr<M> machine_;
+};
+
+// Keyed child machines.
+template <FixedString Name, class K, class M>
+class MachineMap {
+ public:
+  static constexpr MemberKind kind = MemberKind::keyedMachines;
+  static constexpr FixedString name = Name;
+  using Machine = M;
+  using Key = K;
+  using Iterator = typename HashMap<K, M>::Iterator;
+
+  M* find(K const& key) const { return map_[key]; }
+  U32 size() const { return map_.size(); }
+  U32 changeCount() const { return map_.changeCount(); }
+  Iterator iterator() const { return map_.iterator(); }
+
+  // The machine of `key`, made and activated if absent. An existing one
+  // with other constructor parameters raises the name-in-use error.
+  template <class... A>
+  Ptr<M> is(K const& key, A const&... params) {
+    if (Ptr<M> m = map_[key]) {
+      m->vekCheckParams(key, params...);
+      return m;
+    }
+    Ptr<M> m = M::vekCreate(key, params...);
+    map_.newMember(m, key);
+    m->hasNotificationActiveIs(true);
+    return m;
+  }
+
+  // Removes the machine of `key`; it dies with its last reference.
+  Ptr<M> del(K const& key) { return map_.deleteMember(key); }
+
+  void delAll() {
+    forEachKey(map_, [&](K const& key) { del(key); });
+  }
+
+  void vekActivate(bool active) {
+    for (auto it = map_.iterator(); it; ++it) it.ptr()->hasNotificationActiveIs(active);
+  }
+  void vekDeleteMachines() { delAll(); }
+  void vekRelease() { map_.emptyAllBuckets(); }
+
+ private:
+  HashMap<K, M> map_;
+};
+
+// --- The declaration list -------------------------------------------------
+
+template <FixedString Name, auto Fn>
+struct Handler {
+  static constexpr MemberKind kind = MemberKind::handler;
+  static constexpr FixedString name = Name;
+  static constexpr auto function = Fn;
+};
+
+// A handler, listed for the type description.
+template <FixedString Name, auto Fn>
+constexpr Handler<Name, Fn> handler() {
+  return {};
+}
+
+// A keyed reactor collection that follows a collection of entities:
+// `source(owner)` gives a pointer to that collection, or null.
+template <class MemberPtr, class Source>
+struct Mirror {
+  MemberPtr member;
+  Source source;
+};
+
+template <class MemberPtr, class Source>
+constexpr Mirror<MemberPtr, Source> mirror(MemberPtr member, Source source) {
+  return {member, source};
+}
+
+template <class... D>
+constexpr std::tuple<D...> members(D... d) {
+  return std::tuple<D...>(d...);
+}
+
+namespace detail {
+
+template <class Owner, class T>
+T& memberOf(Owner& owner, T Owner::*member) {
+  return owner.*member;
+}
+
+template <class Owner, class T, class Base>
+T& memberOf(Owner& owner, T Base::*member) {
+  return static_cast<Base&>(owner).*member;
+}
+
+template <class Owner, class D, class F>
+void visitMember(Owner& owner, D const& d, F& f) {
+  if constexpr (std::is_member_object_pointer_v<D>) {
+    f(memberOf(owner, d));
+  } else if constexpr (requires {
+                         d.member;
+                         d.source;
+                       }) {
+    f(memberOf(owner, d.member));
+  }
+  // Handlers have no state.
+}
+
+}  // namespace detail
+
+// Calls f(member) for each member of owner, in declaration order.
+template <class Owner, class F>
+void forEachMember(Owner& owner, F&& f) {
+  std::apply([&](auto const&... d) { (detail::visitMember(owner, d, f), ...); },
+             Owner::vekMembers());
+}
+
+// Calls f(member, source) for each mirrored keyed reactor collection.
+template <class Owner, class F>
+void forEachMirror(Owner& owner, F&& f) {
+  std::apply(
+      [&](auto const&... d) {
+        (
+            [&](auto const& one) {
+              if constexpr (requires {
+                              one.member;
+                              one.source;
+                            }) {
+                f(detail::memberOf(owner, one.member), one.source(owner));
+              }
+            }(d),
+            ...);
+      },
+      Owner::vekMembers());
+}
+
+// Generic upkeep over all members of a machine or reactor.
+namespace generated {
+
+template <class Owner>
+void activate(Owner& owner, bool active) {
+  forEachMember(owner, [&](auto& m) {
+    if constexpr (requires { m.vekActivate(active); }) m.vekActivate(active);
+  });
+}
+
+// Single reactors first, then the members of each keyed reactor collection.
+template <class Owner>
+void zombieReactors(Owner& owner, bool flag) {
+  forEachMember(owner, [&](auto& m) {
+    if constexpr (std::decay_t<decltype(m)>::kind == MemberKind::watchedEntity) m.vekZombie(flag);
+  });
+  forEachMember(owner, [&](auto& m) {
+    if constexpr (std::decay_t<decltype(m)>::kind == MemberKind::keyedReactors) m.vekZombie(flag);
+  });
+}
+
+template <class Owner>
+void clearOwners(Owner& owner) {
+  forEachMember(owner, [&](auto& m) {
+    if constexpr (requires { m.vekClearOwner(); }) m.vekClearOwner();
+  });
+}
+
+template <class Owner>
+void deleteMachines(Owner& owner) {
+  forEachMember(owner, [&](auto& m) {
+    if constexpr (requires { m.vekDeleteMachines(); }) m.vekDeleteMachines();
+  });
+}
+
+template <class Owner>
+void release(Owner& owner) {
+  forEachMember(owner, [&](auto& m) {
+    if constexpr (requires { m.vekRelease(); }) m.vekRelease();
+  });
+}
+
+template <class Owner>
+void construct(Owner& owner) {
+  forEachMember(owner, [&](auto& m) {
+    if constexpr (requires { m.vekConstruct(owner); }) m.vekConstruct(owner);
+  });
+  forEachMirror(owner, [&](auto& map, auto const* source) { map.sync(owner, source); });
+}
+
+}  // namespace generated
+
+}  // namespace Vek
