@@ -14,5 +14,6 @@
 #include "reactive/StateMachine.h"
 #include "reactive/String.h"
 #include "reactive/Trace.h"
+#include "reactive/TypeNode.h"
 #include "reactive/Types.h"
 #include "reactive/Version.h"

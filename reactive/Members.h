@@ -395,6 +395,13 @@ constexpr std::tuple<D...> members(D... d) {
 
 namespace detail {
 
+template <class M>
+struct MemberObjectType;
+template <class T, class C>
+struct MemberObjectType<T C::*> {
+  using type = T;
+};
+
 template <class Owner, class T>
 T& memberOf(Owner& owner, T Owner::*member) {
   return owner.*member;

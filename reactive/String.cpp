@@ -7,7 +7,10 @@
 namespace Vek {
 namespace detail {
 
-StringRep::StringRep(std::string_view text) : text_(text), hash_(hashBytes(text)) {}
+U32 StringRep::computeHash() const {
+  U32 const h = hashBytes(text_);
+  return h != 0 ? h : 1;  // 0 marks "not computed yet"
+}
 
 void TextRef::assign(std::string_view text) {
   if (!text.empty()) rep_ = new StringRep(text);

@@ -25,13 +25,19 @@ namespace detail {
 
 class StringRep final : public PtrInterface {
  public:
-  explicit StringRep(std::string_view text);
+  explicit StringRep(std::string_view text) : text_(text) {}
   std::string const& text() const { return text_; }
-  U32 hash() const { return hash_; }
+  // Computed on first use: most texts (VLAN lists, messages) are never keys.
+  U32 hash() const {
+    if (hash_ == 0) hash_ = computeHash();
+    return hash_;
+  }
 
  private:
+  U32 computeHash() const;
+
   std::string text_;
-  U32 hash_;
+  mutable U32 hash_ = 0;
 };
 
 // Common part of String and Name: everything but the type.
@@ -56,7 +62,7 @@ class TextRef {
 
   friend bool operator==(TextRef const& a, TextRef const& b) {
     if (a.rep_ == b.rep_) return true;
-    if (!a.rep_ || !b.rep_ || a.rep_->hash() != b.rep_->hash()) return false;
+    if (!a.rep_ || !b.rep_) return false;
     return a.rep_->text() == b.rep_->text();
   }
   friend bool operator<(TextRef const& a, TextRef const& b) { return a.view() < b.view(); }

@@ -1,0 +1,88 @@
+// A set of VLAN ids and its text form, for the VLAN lists of switch ports.
+//
+// The records keep a port's VLANs as text. Every change of one VLAN reads
+// that text into a fresh set, changes one member and writes the text back,
+// on ports that may carry all 4094 VLANs; reading and writing are therefore
+// linear (in the text, and in the 4094 possible members) and allocate
+// nothing per VLAN.
+//
+// Text form, as switches print it: ascending, comma-separated, and every run
+// of two or more consecutive VLANs written "a-b":
+//
+//   {1, 2, 3, 5, 7, 8, 9}  ->  "1-3,5,7-9"
+//   {7, 8}                 ->  "7-8"
+//   {}                     ->  ""  (the null Vek::String)
+//
+// computeVlanSet reads that form, and a little more: items in any order,
+// overlapping items, and blanks (spaces, tabs) anywhere, even between digits,
+// since the text is read as if they were not there. It adds to what the set
+// holds, so callers pass a fresh set.
+//
+// Errors: text that is not such a list is bad input. An item that is not a
+// number or a range of two numbers, a range from high to low ("9-7"), a VLAN
+// outside 1..4094 (0 included), an empty item ("1,,2", "1,", ",1") or a
+// dangling "-" raises Vek::RangeException naming the text and the item:
+//
+//   bad VLAN list text '1,x' at 'x' (expected a number)
+//
+// The set then holds the items before the bad one.
+//
+//   Vek::Ptr<LumoUtils::VlanIdSet> set = LumoUtils::VlanIdSetIs();
+//   LumoUtils::computeVlanSet(set, port->vlanList());
+//   set->doAdd(vlan);
+//   port->vlanListIs(set->multiRangeString());
+#pragma once
+
+#include <array>
+#include <cstddef>
+
+#include "reactive/PtrInterface.h"
+#include "reactive/String.h"
+#include "reactive/Types.h"
+
+namespace LumoUtils {
+
+class VlanIdSet;
+
+Vek::Ptr<VlanIdSet> VlanIdSetIs();
+// Adds the VLANs of `text` to `set` (not null); see above.
+void computeVlanSet(Vek::Ptr<VlanIdSet> const& set, Vek::String const& text);
+
+class VlanIdSet : public Vek::PtrInterface {
+ public:
+  static constexpr U16 minVlan = 1;
+  static constexpr U16 maxVlan = 4094;
+
+  // Whether `id` is a member; false for ids outside 1..4094.
+  bool vlan(U16 id) const {
+    return id < bitCount && ((words_[id / wordBits] >> (id % wordBits)) & 1u) != 0;
+  }
+  U32 count() const;
+  bool empty() const;
+  // The text form above.
+  Vek::String multiRangeString() const;
+
+  // Raises Vek::RangeException for an id outside 1..4094: such a VLAN can
+  // never be carried, so adding one is a fault of the caller.
+  void doAdd(U16 id);
+  // An id outside 1..4094 is never a member, so removing one changes nothing.
+  void doRemove(U16 id);
+
+ private:
+  friend Vek::Ptr<VlanIdSet> VlanIdSetIs();
+  friend void computeVlanSet(Vek::Ptr<VlanIdSet> const& set, Vek::String const& text);
+
+  static constexpr std::size_t wordBits = 64;
+  static constexpr std::size_t wordCount = 64;
+  // Bit i stands for VLAN i; bits 0 and 4095 stay clear.
+  static constexpr std::size_t bitCount = wordBits * wordCount;
+
+  VlanIdSet() = default;
+
+  // Adds lo..hi, both in 1..4094, lo <= hi.
+  void addRange(U32 lo, U32 hi);
+
+  std::array<U64, wordCount> words_{};
+};
+
+}  // namespace LumoUtils

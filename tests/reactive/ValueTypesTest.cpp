@@ -1,0 +1,145 @@
+#include "reactive/ValueTypes.h"
+
+#include <gtest/gtest.h>
+
+#include <iterator>
+#include <map>
+#include <sstream>
+#include <string>
+
+#include "reactive/MacString.h"
+
+namespace {
+
+template <class T>
+std::string printed(T const& value) {
+  std::ostringstream os;
+  os << value;
+  return os.str();
+}
+
+// Runs `make` and returns the text of the RangeException it raises.
+template <class F>
+std::string rangeError(F make) {
+  try {
+    make();
+  } catch (Vek::RangeException const& e) {
+    return e.what();
+  }
+  return "no exception";
+}
+
+TEST(VlanIdOrNone, AcceptsUpTo4094AndRefusesAboveAfterCuttingTo16Bits) {
+  EXPECT_EQ(Bridging::VlanIdOrNone(4094).value(), 4094);
+  EXPECT_EQ(Bridging::VlanIdOrNone().value(), 0);
+  EXPECT_EQ(rangeError([] { (void)Bridging::VlanIdOrNone(4095); }),
+            "VlanIdOrNone::value > 4094 not allowed");
+  EXPECT_EQ(rangeError([] { (void)Bridging::VlanIdOrNone(65535); }),
+            "VlanIdOrNone::value > 4094 not allowed");
+  // 65541 = 65536 + 5: the upper bits are dropped before the check.
+  EXPECT_EQ(Bridging::VlanIdOrNone(65541), Bridging::VlanIdOrNone(5));
+  EXPECT_EQ(printed(Bridging::VlanIdOrNone(65541)), "5");
+  EXPECT_LT(Bridging::VlanIdOrNone(9), Bridging::VlanIdOrNone(10));
+}
+
+TEST(Vni, AcceptsZeroToTwentyFourBitsAndRefusesAbove) {
+  EXPECT_EQ(Vxlan::Vni(0).value(), 0u);
+  EXPECT_EQ(Vxlan::Vni(16777215).value(), 16777215u);
+  EXPECT_EQ(printed(Vxlan::Vni(16777215)), "16777215");
+  EXPECT_EQ(rangeError([] { (void)Vxlan::Vni(16777216); }),
+            "Vni::value < Vni::min or > Vni::max not allowed");
+  EXPECT_LT(Vxlan::Vni(7), Vxlan::Vni(300));
+}
+
+TEST(Range, ContainsBothBoundsAndNothingOutside) {
+  VirtualNetwork::Range const r(10, 20);
+  EXPECT_FALSE(r.contains(9));
+  EXPECT_TRUE(r.contains(10));
+  EXPECT_TRUE(r.contains(20));
+  EXPECT_FALSE(r.contains(21));
+  EXPECT_TRUE(VirtualNetwork::Range().isZero());
+  EXPECT_FALSE(VirtualNetwork::Range(0, 1).isZero());
+}
+
+TEST(Range, RangesDifferingOnlyInMaxAreDistinctKeys) {
+  VirtualNetwork::Range const a(10, 20), b(10, 21);
+  EXPECT_NE(a, b);
+  EXPECT_NE(a.hash(0), b.hash(0));
+  EXPECT_EQ(a.hash(0), VirtualNetwork::Range(10, 20).hash(0));
+  EXPECT_NE(a.hash(0), a.hash(1));  // the seed counts
+  std::map<VirtualNetwork::Range, int> keys{{b, 2}, {a, 1}, {VirtualNetwork::Range(9, 30), 0}};
+  ASSERT_EQ(keys.size(), 3u);
+  EXPECT_EQ(keys.begin()->first, VirtualNetwork::Range(9, 30));  // by min first
+  EXPECT_EQ(std::next(keys.begin())->second, 1);                 // then by max
+}
+
+TEST(Range, PrintsAndNamesAsMinDashMax) {
+  EXPECT_EQ(printed(VirtualNetwork::Range(10, 20)), "10-20");
+  EXPECT_EQ(VirtualNetwork::Range(10, 20).name(), Vek::String("10-20"));
+}
+
+TEST(TwoPartKeys, NameJoinsPartsWithBarInOrder) {
+  using VirtualNetwork::Client::ClientDomain;
+  using VirtualNetwork::Client::SwitchInterface;
+  EXPECT_EQ(ClientDomain("tenant", "dom1").name(), Vek::String("tenant|dom1"));
+  EXPECT_EQ(printed(ClientDomain("tenant", "dom1")), "tenant|dom1");
+  EXPECT_EQ(SwitchInterface("sw1", "Ethernet3").name(), Vek::String("sw1|Ethernet3"));
+  EXPECT_EQ(printed(SwitchInterface("sw1", "Ethernet3")), "sw1|Ethernet3");
+  EXPECT_EQ(printed(VxlanController::PortVlanPairV2("Ethernet3", 100)), "Ethernet3|100");
+}
+
+TEST(TwoPartKeys, OrderIsByFirstPartThenSecond) {
+  using VirtualNetwork::Client::ClientDomain;
+  using VirtualNetwork::Client::SwitchInterface;
+  using VxlanController::PortVlanPairV2;
+  EXPECT_LT(ClientDomain("a", "z"), ClientDomain("b", "a"));
+  EXPECT_LT(ClientDomain("a", "a"), ClientDomain("a", "b"));
+  EXPECT_FALSE(ClientDomain("a", "b") < ClientDomain("a", "b"));
+  EXPECT_LT(SwitchInterface("sw1", "Et9"), SwitchInterface("sw2", "Et1"));
+  EXPECT_LT(SwitchInterface("sw1", "Et1"), SwitchInterface("sw1", "Et2"));
+  EXPECT_LT(PortVlanPairV2("Et1", 200), PortVlanPairV2("Et2", 100));
+  EXPECT_LT(PortVlanPairV2("Et1", 9), PortVlanPairV2("Et1", 10));
+}
+
+TEST(TwoPartKeys, EqualValuesHashEqualAndSwappedPartsDiffer) {
+  using VirtualNetwork::Client::ClientDomain;
+  using VirtualNetwork::Client::SwitchInterface;
+  using VxlanController::PortVlanPairV2;
+  // Separately built strings, so equality cannot come from sharing.
+  ClientDomain const d1(std::string("t") + "1", "d"), d2("t1", "d");
+  EXPECT_EQ(d1, d2);
+  EXPECT_EQ(d1.hash(0), d2.hash(0));
+  EXPECT_NE(ClientDomain("a", "b"), ClientDomain("b", "a"));
+  EXPECT_NE(ClientDomain("a", "b").hash(0), ClientDomain("b", "a").hash(0));
+  EXPECT_EQ(SwitchInterface("sw", "Et1").hash(3), SwitchInterface("sw", "Et1").hash(3));
+  EXPECT_NE(SwitchInterface("sw", "Et1").hash(0), SwitchInterface("sw", "Et2").hash(0));
+  EXPECT_EQ(PortVlanPairV2("Et1", 5).hash(0), PortVlanPairV2("Et1", 65541).hash(0));
+  EXPECT_NE(PortVlanPairV2("Et1", 5).hash(0), PortVlanPairV2("Et1", 6).hash(0));
+}
+
+TEST(VlanListV1, EmptyTextIsEmptyListAndTextIsKeptAsGiven) {
+  EXPECT_TRUE(ControllerProxyAgent::VlanListV1().empty());
+  EXPECT_TRUE(ControllerProxyAgent::VlanListV1(Vek::String("")).empty());
+  ControllerProxyAgent::VlanListV1 const list(Vek::String("1-3, 5"));
+  EXPECT_FALSE(list.empty());
+  EXPECT_EQ(printed(list), "1-3, 5");
+  EXPECT_NE(list, ControllerProxyAgent::VlanListV1(Vek::String("1-3,5")));
+}
+
+TEST(MacString, SwapsEverySeparatorAndNothingElse) {
+  using VirtualNetwork::Agent::getColonMacString;
+  using VirtualNetwork::Agent::getDashMacString;
+  Vek::String const colon("00:1C:73:aa:bb:cc"), dash("00-1C-73-aa-bb-cc");
+  EXPECT_EQ(getDashMacString(colon), dash);
+  EXPECT_EQ(getColonMacString(dash), colon);
+  EXPECT_EQ(getDashMacString(Vek::String("a:b-c:")), Vek::String("a-b-c-"));
+  EXPECT_EQ(getColonMacString(Vek::String("-a:b-c")), Vek::String(":a:b:c"));
+  EXPECT_EQ(getDashMacString(dash), dash);
+  EXPECT_EQ(getColonMacString(colon), colon);
+  EXPECT_EQ(getDashMacString(getDashMacString(colon)), getDashMacString(colon));
+  EXPECT_EQ(getColonMacString(getColonMacString(dash)), getColonMacString(dash));
+  EXPECT_TRUE(getDashMacString(Vek::String()).empty());
+  EXPECT_TRUE(getColonMacString(Vek::String()).empty());
+}
+
+}  // namespace
