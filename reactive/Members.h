@@ -48,6 +48,7 @@ enum class MemberKind {
   keyedReactors,
   keyedMachines,
   singleMachine,
+  keyedEntities,
   handler,
 };
 
@@ -150,6 +151,10 @@ class ReactorSlot {
     reactor_ = r;
     r->vekDoZombieReactors(owner.isZombie());
   }
+
+  // Takes the reactor out of the attribute without retiring it, for owners
+  // that retire in an order of their own.
+  Ptr<R> take() { return std::move(reactor_); }
 
   // Clears the attribute, retires the reactor and returns what it watched.
   NotifierPtr del() {
@@ -358,6 +363,50 @@ class MachineMap {
 
  private:
   HashMap<K, M> map_;
+};
+
+// Keyed records that a machine owns and makes itself (no notification: a
+// machine has no notifiees). Members are built as T(key), activated, and
+// detached from their parent when they leave.
+template <FixedString Name, class K, class T>
+class ChildMap {
+ public:
+  static constexpr MemberKind kind = MemberKind::keyedEntities;
+  static constexpr FixedString name = Name;
+  using Key = K;
+  using Iterator = typename HashMap<K, T>::Iterator;
+
+  T* find(K const& key) const { return map_[key]; }
+  U32 size() const { return map_.size(); }
+  U32 changeCount() const { return map_.changeCount(); }
+  Iterator iterator() const { return map_.iterator(); }
+
+  // The member of `key`; `made` tells whether it was made now.
+  Ptr<T> is(K const& key, bool* made = nullptr) {
+    if (made) *made = false;
+    if (Ptr<T> m = map_[key]) return m;
+    Ptr<T> m(new T(key));
+    m->hasNotificationActiveIs(true);
+    map_.newMember(m, key);
+    if (made) *made = true;
+    return m;
+  }
+
+  // Takes the member of `key` out and returns it, or null; the caller
+  // detaches it once it has dealt with what depends on it.
+  Ptr<T> take(K const& key) { return map_.deleteMember(key); }
+
+  void delAll() {
+    forEachKey(map_, [&](K const& key) {
+      if (Ptr<T> m = take(key)) m->parentIs(nullptr);
+    });
+  }
+
+  void vekDeleteMachines() { delAll(); }
+  void vekRelease() { map_.emptyAllBuckets(); }
+
+ private:
+  HashMap<K, T> map_;
 };
 
 // --- The declaration list -------------------------------------------------

@@ -19,9 +19,10 @@
 // Reactions, tested in list order for each notification:
 //   OnValue<id, fn>   single-valued attribute: fn() unless a zombie; replayed
 //                     when the reactor is re-pointed.
-//   OnKey<id, fn>     keyed attribute: fn(key) when a key comes and the
-//                     reactor is no zombie; a notification without a key is
-//                     ignored; never replayed.
+//   OnKey<id, fn>     keyed attribute: fn(key), or fn() for a handler that
+//                     takes none, when a key comes and the reactor is no
+//                     zombie; a notification without a key is ignored;
+//                     never replayed.
 //   OnNested<id, map, collection>
 //                     keyed attribute mapped to nested reactors: the map
 //                     (of the reactor or of its owner) follows the
@@ -91,10 +92,17 @@ struct OnValue {
 
 template <AttributeId Id, auto Fn>
 struct OnKey {
-  using Key = std::tuple_element_t<0, typename detail::MemberFunction<decltype(Fn)>::Args>;
+  using Args = typename detail::MemberFunction<decltype(Fn)>::Args;
   template <class R>
   static void react(R& r, AttributeId id, void const* key) {
-    if (id == Id && key && !r.isZombie()) detail::invokeOn<Fn>(r, notifiedKey<Key>(key));
+    if (id != Id || !key || r.isZombie()) return;
+    if constexpr (std::tuple_size_v<Args> == 0) {
+      // A handler that reads the present state: only told that a member
+      // changed.
+      detail::invokeOn<Fn>(r);
+    } else {
+      detail::invokeOn<Fn>(r, notifiedKey<std::tuple_element_t<0, Args>>(key));
+    }
   }
   template <class R>
   static void replay(R&) {}

@@ -111,11 +111,18 @@ class TraceHelper {
 
 }  // namespace Vek
 
-#define VEK_TRACE_OBJ(object, level)                                     \
-  if (!::Vek::TraceHelper::createIfEnabled(::Vek::traceHandle(), level)) \
-    ;                                                                    \
-  else                                                                   \
-    ::Vek::TraceHelper(level, object, __PRETTY_FUNCTION__, __LINE__, __func__).stream()
+// A loop of at most one pass rather than an if: safe inside an unbraced if.
+#define VEK_TRACE_OBJ(object, level)                                                        \
+  for (bool vekTraceOn_ = ::Vek::TraceHelper::createIfEnabled(::Vek::traceHandle(), level); \
+       vekTraceOn_; vekTraceOn_ = false)                                                    \
+  ::Vek::TraceHelper(level, object, __PRETTY_FUNCTION__, __LINE__, __func__).stream()
 
 // Traces from a member function, naming `this` as the object.
 #define VEK_TRACE(level) VEK_TRACE_OBJ(static_cast<void const*>(this), level)
+
+// Traces on behalf of the function whose signature is given: for the steps
+// that several handlers share, each line still names the handler.
+#define VEK_TRACE_AS(signature, level)                                                      \
+  for (bool vekTraceOn_ = ::Vek::TraceHelper::createIfEnabled(::Vek::traceHandle(), level); \
+       vekTraceOn_; vekTraceOn_ = false)                                                    \
+  ::Vek::TraceHelper(level, static_cast<void const*>(this), signature, __LINE__, __func__).stream()
