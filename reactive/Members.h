@@ -545,10 +545,14 @@ void release(Owner& owner) {
 }
 
 template <class Owner>
-void construct(Owner& owner) {
+void constructSlots(Owner& owner) {
   forEachMember(owner, [&](auto& m) {
     if constexpr (requires { m.vekConstruct(owner); }) m.vekConstruct(owner);
   });
+}
+
+template <class Owner>
+void constructMirrors(Owner& owner) {
   forEachMirror(owner, [&](auto& map, auto const* source) { map.sync(owner, source); });
 }
 

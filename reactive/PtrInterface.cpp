@@ -14,29 +14,18 @@ constexpr U32 dyingCount = 1u << 28;
 
 }  // namespace
 
-U32 PtrInterface::word() const {
-  if (threadSafePointers_) return std::atomic_ref<U32>(word_).load(std::memory_order_acquire);
-  return word_;
+U32 PtrInterface::wordAtomic() const {
+  return std::atomic_ref<U32>(word_).load(std::memory_order_acquire);
 }
 
-void PtrInterface::newRef() const {
-  U32 old;
-  if (threadSafePointers_) {
-    old = std::atomic_ref<U32>(word_).fetch_add(1, std::memory_order_relaxed);
-  } else {
-    old = word_++;
-  }
+void PtrInterface::newRefAtomic() const {
+  U32 const old = std::atomic_ref<U32>(word_).fetch_add(1, std::memory_order_relaxed);
   assert((old & countMask) < maxCount && "reference count overflows into the flag bits");
   (void)old;
 }
 
-void PtrInterface::deleteRef() const {
-  U32 old;
-  if (threadSafePointers_) {
-    old = std::atomic_ref<U32>(word_).fetch_sub(1, std::memory_order_acq_rel);
-  } else {
-    old = word_--;
-  }
+void PtrInterface::deleteRefAtomic() const {
+  U32 const old = std::atomic_ref<U32>(word_).fetch_sub(1, std::memory_order_acq_rel);
   assert((old & countMask) != 0 && "reference count underflow");
   if (((old - 1) & countMask) == 0) handleZeroRef();
 }

@@ -67,14 +67,25 @@ class PtrInterface : public VFPtrInterface {
   // Sets or clears the zombie mark (bit 31).
   void vekMarkedForDeletionIs(bool marked) const { flagIs(zombieBit, marked); }
 
-  void newRef() const;
-  void deleteRef() const;
+  void newRef() const {
+    if (threadSafePointers_) return newRefAtomic();
+    assert((word_ & countMask) < maxCount && "reference count overflows into the flag bits");
+    ++word_;
+  }
+  void deleteRef() const {
+    if (threadSafePointers_) return deleteRefAtomic();
+    assert((word_ & countMask) != 0 && "reference count underflow");
+    if ((--word_ & countMask) == 0) handleZeroRef();
+  }
 
  protected:
   void flagIs(U32 bit, bool on) const;
 
  private:
-  U32 word() const;
+  U32 word() const { return threadSafePointers_ ? wordAtomic() : word_; }
+  U32 wordAtomic() const;
+  void newRefAtomic() const;
+  void deleteRefAtomic() const;
   void handleZeroRef() const;
 
   mutable U32 word_ = 0;

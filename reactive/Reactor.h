@@ -148,12 +148,13 @@ struct OnNested {
 template <class... Rs>
 struct Reactions {
   template <class R>
-  static void react(R& r, AttributeId id, void const* key) {
+  static void react([[maybe_unused]] R& r, [[maybe_unused]] AttributeId id,
+                    [[maybe_unused]] void const* key) {
     (Rs::react(r, id, key), ...);
   }
   // In declaration order, as long as the reactor is no zombie.
   template <class R>
-  static void replay(R& r) {
+  static void replay([[maybe_unused]] R& r) {
     ((r.isZombie() ? void() : Rs::replay(r)), ...);
   }
 };
@@ -178,7 +179,7 @@ class Reactor : public NotifieeConst, public AllocTracked<Self> {
   void ownerIs(Owner* owner) { owner_ = owner; }
 
   // The key of the reactor: the key of its notifier, empty without one.
-  auto fwkKey() const -> decltype(std::declval<Notifier&>().fwkKey()) {
+  auto fwkKey() const -> std::decay_t<decltype(std::declval<Notifier&>().fwkKey())> {
     if (!notifier_) return {};
     return notifier_->fwkKey();
   }

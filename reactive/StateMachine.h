@@ -102,8 +102,13 @@ class StateMachine : public PtrInterface, public AllocTracked<Self> {
  protected:
   StateMachine() = default;
 
+  // Reactors on watched parameters, keyed reactors mirrored from their
+  // sources, then handleInitialized(). A machine whose construction has a
+  // step of its own before the mirrors declares vekBeforeMirrors().
   void vekConstruct() {
-    generated::construct(self());
+    generated::constructSlots(self());
+    if constexpr (requires(Self & s) { s.vekBeforeMirrors(); }) self().vekBeforeMirrors();
+    generated::constructMirrors(self());
     if constexpr (requires(Self & s) { s.handleInitialized(); }) self().handleInitialized();
   }
 
