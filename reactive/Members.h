@@ -61,6 +61,8 @@ String strepOf(T const& value) {
     return String(value ? "true" : "false");
   } else if constexpr (std::is_arithmetic_v<T>) {
     return String(std::to_string(value));
+  } else if constexpr (requires { String(value.name()); }) {
+    return String(value.name());
   } else {
     using E = std::remove_cv_t<typename T::element_type>;
     if constexpr (std::is_base_of_v<Entity, E>) {
@@ -79,6 +81,22 @@ void retireReactor(R& reactor) {
   reactor.ownerIs(nullptr);
   reactor.hasNotificationActiveIs(false);
 }
+
+namespace detail {
+
+// The member that a collection's find() gives: a plain pointer for a
+// collection of entities, a pointer to the stored reference for a collection
+// of references (a null reference counts as no member).
+template <class T>
+T* memberPtr(T* member) {
+  return member;
+}
+template <class T>
+T* memberPtr(Ptr<T> const* member) {
+  return member ? member->ptr() : nullptr;
+}
+
+}  // namespace detail
 
 // A constructor parameter: set at construction, never changed.
 template <FixedString Name, class T>
@@ -193,7 +211,9 @@ class ReactorSlot {
 // Keyed reactors: one per watched entity, under the entity's key.
 //
 // Members are R; R may be defined after the owner that declares the map.
-template <FixedString Name, class K, class R>
+// `Tail` ends the text of the null-pointer error, where a map's message has
+// always ended in something of its own.
+template <FixedString Name, class K, class R, FixedString Tail = "">
 class ReactorMap {
  public:
   static constexpr MemberKind kind = MemberKind::keyedReactors;
@@ -218,7 +238,7 @@ class ReactorMap {
     if (!notifier) {
       throwRangeException("null _" + std::string(Name.view()) + " parameter to mutator for " +
                           typeName(typeid(Owner)) + "::" + std::string(Name.view()) +
-                          " not allowed");
+                          " not allowed" + std::string(Tail.view()));
     }
     K const key = notifier->fwkKey();
     Ptr<R> r = map_[key];
@@ -254,12 +274,11 @@ class ReactorMap {
   void sync(Owner& owner, Collection const* source) {
     if (!source) return;
     for (auto it = source->iterator(); it; ++it) {
-      if (auto const* node = it.currNodeNonStale()) {
-        is(owner, typename R::NotifierPtr(node->value));
-      }
+      auto const* node = it.currNodeNonStale();
+      if (node && node->value) is(owner, typename R::NotifierPtr(node->value));
     }
     forEachKey(map_, [&](K const& key) {
-      if (!source->find(key)) del(key);
+      if (!detail::memberPtr(source->find(key))) del(key);
     });
   }
 
@@ -343,6 +362,20 @@ class MachineMap {
       return m;
     }
     Ptr<M> m = M::vekCreate(key, params...);
+    map_.newMember(m, key);
+    m->hasNotificationActiveIs(true);
+    return m;
+  }
+
+  // The same for a machine whose key is not its first constructor
+  // parameter: `params` are all of them, in constructor order.
+  template <class... A>
+  Ptr<M> isAt(K const& key, A const&... params) {
+    if (Ptr<M> m = map_[key]) {
+      m->vekCheckParams(params...);
+      return m;
+    }
+    Ptr<M> m = M::vekCreate(params...);
     map_.newMember(m, key);
     m->hasNotificationActiveIs(true);
     return m;

@@ -130,7 +130,7 @@ struct OnNested {
     Holder* holder = holderOf(r);
     Key const k = notifiedKey<Key>(key);
     auto const& collection = ((*r.notifier()).*Collection)();
-    if (auto const member = collection.find(k)) {
+    if (auto* const member = detail::memberPtr(collection.find(k))) {
       (holder->*Map).is(*holder, typename MapType::Reactor::NotifierPtr(member));
     } else {
       (holder->*Map).del(k);

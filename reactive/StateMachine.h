@@ -112,7 +112,10 @@ class StateMachine : public PtrInterface, public AllocTracked<Self> {
     if constexpr (requires(Self & s) { s.handleInitialized(); }) self().handleInitialized();
   }
 
+  // A machine whose end starts with a step of its own (withdrawing what it
+  // wrote) declares vekBeforeTeardown().
   void vekTeardown() {
+    if constexpr (requires(Self & s) { s.vekBeforeTeardown(); }) self().vekBeforeTeardown();
     vekDoZombieReactors(true);
     generated::clearOwners(self());
     generated::deleteMachines(self());

@@ -1,0 +1,67 @@
+#include "client/ClientRequestedResourcesCollectionSm.h"
+
+#include "reactive/Trace.h"
+
+namespace VirtualNetwork::Agent {
+
+Vek::Ptr<ClientRequestedResourcesCollectionSm> clientRequestedResourcesCollectionSmFactory(
+    Vek::String const& client,
+    Vek::Ptr<Client::RequestedResourcesCollection const> const& requestedResourcesCollection,
+    Vek::Ptr<NetworkElementCollection> const& networkElementCollection,
+    Vek::Ptr<RequestedResourcesCollection> const& allResourcesCollection) {
+  return ClientRequestedResourcesCollectionSm::vekCreate(
+      client, requestedResourcesCollection, networkElementCollection, allResourcesCollection);
+}
+
+Vek::Ptr<ClientResourcesForSwitchportSm> clientResourcesForSwitchportSmFactory(
+    Vek::String const& client, Client::SwitchInterface const& intf,
+    Vek::Ptr<Client::ResourcesForSwitchport const> const& resourcesForSwitchport,
+    Vek::Ptr<NetworkElementCollection> const& networkElementCollection) {
+  return ClientResourcesForSwitchportSm::vekCreate(client, intf, resourcesForSwitchport,
+                                                   networkElementCollection);
+}
+
+void ClientRequestedResourcesCollectionSm::handleInitialized() {
+  VEK_TRACE(9) << "";
+  // No guard: every step is safe to repeat. Hostnames come first.
+  if (Vek::Ptr<ClientRequests const> const requests = requestedResourcesCollection()) {
+    Vek::forEachKey(requests->resourcesForHostnameCol(),
+                    [&](Vek::Name const& name) { handleResourcesForHostname(name); });
+    Vek::forEachKey(
+        requests->resourcesForSwitchportCol(),
+        [&](Client::SwitchInterface const& intf) { handleResourcesForSwitchport(intf); });
+  }
+  initialized_.set(true);
+}
+
+void ClientRequestedResourcesCollectionSm::handleResourcesForHostname(Vek::Name name) {
+  VEK_TRACE(9) << "name : " << name;
+  Vek::Ptr<ClientRequests const> const requests = requestedResourcesCollection();
+  if (requests && requests->resourcesForHostname(name)) {
+    VEK_TRACE(2) << "Adding ResourcesForHostName element " << name;
+    // The hostname child is made here once requests by hostname are part
+    // of the agent.
+    return;
+  }
+  VEK_TRACE(2) << "Deleting ResourcesForHostName element " << name;
+}
+
+void ClientRequestedResourcesCollectionSm::handleResourcesForSwitchport(
+    Client::SwitchInterface const& intf) {
+  VEK_TRACE(9) << "SwitchInterface : " << intf;
+  Vek::Ptr<ClientRequests const> const requests = requestedResourcesCollection();
+  auto const entry = requests ? requests->resourcesForSwitchport(intf) : nullptr;
+  if (entry) {
+    VEK_TRACE(2) << "Adding/Modifying ResourcesForSwitchport " << entry
+                 << " networkElementCollection: " << networkElementCollection();
+    resourcesForSwitchportSmIs(client(), intf, entry, networkElementCollection());
+    return;
+  }
+  VEK_TRACE(2) << "RSP removed, cleaning up ResourcesForSwitchport for intf " << intf.name();
+  // Released at once: the child's end withdraws its requests, here.
+  resourcesForSwitchportSmDel(intf);
+}
+
+void ClientRequestedResourcesCollectionSm::doCleanup() { resourcesForSwitchportSmDelAll(); }
+
+}  // namespace VirtualNetwork::Agent

@@ -1,0 +1,132 @@
+// The per-client root of request combining.
+//
+// Keeps exactly one child per entry of the client's request collection: a
+// switch port child per `resourcesForSwitchport` entry (and, with hostname
+// requests, a hostname child per `resourcesForHostname` entry). The entry is
+// there, so its child exists; the entry is gone, so its child goes, and the
+// child's end withdraws the client's requests. Hostnames come first, in and
+// out.
+#pragma once
+
+#include "client/ClientResourcesForSwitchportSm.h"
+#include "reactive/StateMachine.h"
+#include "schema/Client.h"
+#include "schema/Roots.h"
+
+namespace VirtualNetwork::Agent {
+
+class ClientRequestedResourcesCollectionSm
+    : public Vek::StateMachine<ClientRequestedResourcesCollectionSm> {
+ public:
+  class VekRequestedResourcesCollection;
+
+  using ClientRequests = Client::RequestedResourcesCollection;
+
+  ClientRequestedResourcesCollectionSm(
+      Vek::String client, Vek::Ptr<ClientRequests const> const& requestedResourcesCollection,
+      Vek::Ptr<NetworkElementCollection> const& networkElementCollection,
+      Vek::Ptr<RequestedResourcesCollection> const& allResourcesCollection)
+      : client_(std::move(client)),
+        requestedResourcesCollection_(requestedResourcesCollection),
+        networkElementCollection_(networkElementCollection),
+        allResourcesCollection_(allResourcesCollection) {}
+
+  Vek::String client() const { return client_.get(); }
+  Vek::Ptr<ClientRequests const> requestedResourcesCollection() const {
+    return requestedResourcesCollection_.get();
+  }
+  Vek::Ptr<NetworkElementCollection> networkElementCollection() const {
+    return networkElementCollection_.get();
+  }
+  Vek::Ptr<RequestedResourcesCollection> allResourcesCollection() const {
+    return allResourcesCollection_.get();
+  }
+
+  ClientResourcesForSwitchportSm* resourcesForSwitchportSm(
+      Client::SwitchInterface const& intf) const {
+    return resourcesForSwitchportSm_.find(intf);
+  }
+  Vek::Ptr<ClientResourcesForSwitchportSm> resourcesForSwitchportSmIs(
+      Vek::String const& client, Client::SwitchInterface const& intf,
+      Vek::Ptr<Client::ResourcesForSwitchport const> const& resourcesForSwitchport,
+      Vek::Ptr<NetworkElementCollection> const& networkElementCollection) {
+    return resourcesForSwitchportSm_.isAt(intf, client, intf, resourcesForSwitchport,
+                                          networkElementCollection);
+  }
+  Vek::Ptr<ClientResourcesForSwitchportSm> resourcesForSwitchportSmDel(
+      Client::SwitchInterface const& intf) {
+    return resourcesForSwitchportSm_.del(intf);
+  }
+  void resourcesForSwitchportSmDelAll() { resourcesForSwitchportSm_.delAll(); }
+
+  bool initialized() const { return initialized_.get(); }
+
+  // Handlers.
+  void handleResourcesForHostname(Vek::Name name);
+  void handleResourcesForSwitchport(Client::SwitchInterface const& intf);
+  void handleInitialized();
+  void doCleanup();
+
+  // The client's requests are withdrawn first when the combiner goes.
+  void vekBeforeTeardown() { doCleanup(); }
+
+  static auto vekParams() {
+    using C = ClientRequestedResourcesCollectionSm;
+    return std::tuple{&C::client_, &C::requestedResourcesCollection_, &C::networkElementCollection_,
+                      &C::allResourcesCollection_};
+  }
+  static auto vekMembers();
+
+ private:
+  Vek::Param<"client", Vek::String> client_;
+  Vek::ReactorSlot<"requestedResourcesCollection", VekRequestedResourcesCollection,
+                   ClientRequests const>
+      requestedResourcesCollection_;
+  Vek::Param<"networkElementCollection", Vek::Ptr<NetworkElementCollection>>
+      networkElementCollection_;
+  Vek::Param<"allResourcesCollection", Vek::Ptr<RequestedResourcesCollection>>
+      allResourcesCollection_;
+  // The hostname children stand here, before the switch port ones, once
+  // they exist.
+  Vek::MachineMap<"resourcesForSwitchportSm", Client::SwitchInterface,
+                  ClientResourcesForSwitchportSm>
+      resourcesForSwitchportSm_;
+  Vek::Attr<"initialized", bool> initialized_;
+};
+
+// Hears which entries come and go; a new collection is not walked.
+class ClientRequestedResourcesCollectionSm::VekRequestedResourcesCollection
+    : public Vek::Reactor<VekRequestedResourcesCollection, ClientRequests const,
+                          ClientRequestedResourcesCollectionSm> {
+ public:
+  using Reactor::Reactor;
+  using vekReactions = Vek::Reactions<
+      Vek::OnKey<ClientRequests::resourcesForSwitchportId,
+                 &ClientRequestedResourcesCollectionSm::handleResourcesForSwitchport>,
+      Vek::OnKey<ClientRequests::resourcesForHostnameId,
+                 &ClientRequestedResourcesCollectionSm::handleResourcesForHostname>>;
+};
+
+inline auto ClientRequestedResourcesCollectionSm::vekMembers() {
+  using C = ClientRequestedResourcesCollectionSm;
+  return Vek::members(
+      &C::client_, &C::requestedResourcesCollection_, &C::networkElementCollection_,
+      &C::allResourcesCollection_, &C::resourcesForSwitchportSm_,
+      Vek::handler<"handleResourcesForHostname", &C::handleResourcesForHostname>(),
+      Vek::handler<"handleResourcesForSwitchport", &C::handleResourcesForSwitchport>(),
+      Vek::handler<"handleInitialized", &C::handleInitialized>(), &C::initialized_,
+      Vek::handler<"doCleanup", &C::doCleanup>());
+}
+
+Vek::Ptr<ClientRequestedResourcesCollectionSm> clientRequestedResourcesCollectionSmFactory(
+    Vek::String const& client,
+    Vek::Ptr<Client::RequestedResourcesCollection const> const& requestedResourcesCollection,
+    Vek::Ptr<NetworkElementCollection> const& networkElementCollection,
+    Vek::Ptr<RequestedResourcesCollection> const& allResourcesCollection);
+
+Vek::Ptr<ClientResourcesForSwitchportSm> clientResourcesForSwitchportSmFactory(
+    Vek::String const& client, Client::SwitchInterface const& intf,
+    Vek::Ptr<Client::ResourcesForSwitchport const> const& resourcesForSwitchport,
+    Vek::Ptr<NetworkElementCollection> const& networkElementCollection);
+
+}  // namespace VirtualNetwork::Agent

@@ -1,0 +1,136 @@
+// The whole element collection: one NetworkElementSm per element, the link
+// of elements to client requests by hostname, and the end of elements that
+// nobody holds any more.
+//
+// An element lives while it has a referrer or an interface. It is deleted on
+// the change that takes the last of both away; one that is created and
+// never held stays until its first change.
+#pragma once
+
+#include "element/NetworkElementSm.h"
+#include "reactive/StateMachine.h"
+#include "schema/Roots.h"
+
+namespace VirtualNetwork::Agent {
+
+class NetworkElementCollectionSm : public Vek::StateMachine<NetworkElementCollectionSm> {
+ public:
+  class VekNetworkElementCollection;
+  class VekRequestedResourcesCollection;
+  class VekNetworkElement;
+
+  using TopologyStatus = NetworkTopologyAggregatorV3::Status;
+
+  NetworkElementCollectionSm(
+      Vek::Ptr<NetworkElementCollection> const& networkElementCollection,
+      Vek::Ptr<RequestedResourcesCollection> const& requestedResourcesCollection,
+      Vek::Ptr<TopologyStatus const> const& topologyStatus)
+      : networkElementCollection_(networkElementCollection),
+        requestedResourcesCollection_(requestedResourcesCollection),
+        topologyStatus_(topologyStatus) {}
+
+  Vek::Ptr<NetworkElementCollection> networkElementCollection() const {
+    return networkElementCollection_.get();
+  }
+  Vek::Ptr<RequestedResourcesCollection> requestedResourcesCollection() const {
+    return requestedResourcesCollection_.get();
+  }
+  Vek::Ptr<TopologyStatus const> topologyStatus() const { return topologyStatus_.get(); }
+
+  NetworkElementSm* networkElementSm(Vek::Name const& name) const {
+    return networkElementSm_.find(name);
+  }
+  Vek::Ptr<NetworkElementSm> networkElementSmIs(Vek::Name const& name,
+                                                Vek::Ptr<NetworkElement> const& element) {
+    return networkElementSm_.is(name, element);
+  }
+  Vek::Ptr<NetworkElementSm> networkElementSmDel(Vek::Name const& name) {
+    return networkElementSm_.del(name);
+  }
+  void networkElementSmDelAll() { networkElementSm_.delAll(); }
+
+  VekNetworkElement* networkElement(Vek::Name const& name) const;
+  void networkElementIs(Vek::Ptr<NetworkElement const> const& element);
+  void networkElementDel(Vek::Name const& name);
+  void networkElementDelAll();
+
+  bool initialized() const { return initialized_.get(); }
+
+  // Handlers.
+  void handleNetworkElement(Vek::Name name);
+  void handleResourcesForHostname(Vek::Name hostname);
+  void handleInitialized();
+
+  static auto vekParams() {
+    using C = NetworkElementCollectionSm;
+    return std::tuple{&C::networkElementCollection_, &C::requestedResourcesCollection_,
+                      &C::topologyStatus_};
+  }
+  static auto vekMembers();
+
+ private:
+  Vek::ReactorSlot<"networkElementCollection", VekNetworkElementCollection,
+                   NetworkElementCollection>
+      networkElementCollection_;
+  Vek::ReactorSlot<"requestedResourcesCollection", VekRequestedResourcesCollection,
+                   RequestedResourcesCollection>
+      requestedResourcesCollection_;
+  Vek::Param<"topologyStatus", Vek::Ptr<TopologyStatus const>> topologyStatus_;
+  Vek::MachineMap<"networkElementSm", Vek::Name, NetworkElementSm> networkElementSm_;
+  Vek::ReactorMap<"networkElement", Vek::Name, VekNetworkElement> networkElement_;
+  Vek::Attr<"initialized", bool> initialized_;
+};
+
+// The handler first, then the upkeep: the element's machine exists before
+// the reactor that may delete the element.
+class NetworkElementCollectionSm::VekNetworkElementCollection
+    : public Vek::Reactor<VekNetworkElementCollection, NetworkElementCollection,
+                          NetworkElementCollectionSm> {
+ public:
+  using Reactor::Reactor;
+  using vekReactions = Vek::Reactions<Vek::OnKey<NetworkElementCollection::networkElementId,
+                                                 &NetworkElementCollectionSm::handleNetworkElement>,
+                                      Vek::OnNested<NetworkElementCollection::networkElementId,
+                                                    &NetworkElementCollectionSm::networkElement_,
+                                                    &NetworkElementCollection::networkElementCol>>;
+};
+
+class NetworkElementCollectionSm::VekRequestedResourcesCollection
+    : public Vek::Reactor<VekRequestedResourcesCollection, RequestedResourcesCollection,
+                          NetworkElementCollectionSm> {
+ public:
+  using Reactor::Reactor;
+  using vekReactions =
+      Vek::Reactions<Vek::OnKey<RequestedResourcesCollection::resourcesForHostnameId,
+                                &NetworkElementCollectionSm::handleResourcesForHostname>>;
+};
+
+// Deletes its element when the last referrer and the last interface are
+// gone; its cleanup ends the element's machine.
+class NetworkElementCollectionSm::VekNetworkElement
+    : public Vek::Reactor<VekNetworkElement, NetworkElement const, NetworkElementCollectionSm> {
+ public:
+  using Reactor::Reactor;
+  void deleteIfNotNecessary();
+  void handleCleanup();
+  using vekReactions = Vek::Reactions<
+      Vek::OnKey<NetworkElement::interfaceId, &VekNetworkElement::deleteIfNotNecessary>,
+      Vek::OnKey<NetworkElement::referrerId, &VekNetworkElement::deleteIfNotNecessary>>;
+};
+
+inline auto NetworkElementCollectionSm::vekMembers() {
+  using C = NetworkElementCollectionSm;
+  return Vek::members(&C::networkElementCollection_, &C::requestedResourcesCollection_,
+                      &C::topologyStatus_, &C::networkElementSm_,
+                      Vek::handler<"handleNetworkElement", &C::handleNetworkElement>(),
+                      Vek::handler<"handleResourcesForHostname", &C::handleResourcesForHostname>(),
+                      Vek::mirror(&C::networkElement_,
+                                  [](C const& c) {
+                                    return c.networkElementCollection()
+                                               ? &c.networkElementCollection()->networkElementCol()
+                                               : nullptr;
+                                  }),
+                      Vek::handler<"handleInitialized", &C::handleInitialized>(), &C::initialized_);
+}
+
+}  // namespace VirtualNetwork::Agent

@@ -1,0 +1,312 @@
+#include "switch/SwitchNodeSm.h"
+
+#include "reactive/Trace.h"
+#include "reactive/VlanIdSet.h"
+
+namespace VirtualNetwork::Agent {
+
+namespace {
+
+// A VLAN set read from a stored list text.
+Vek::Ptr<LumoUtils::VlanIdSet> vlanSetOf(ControllerProxyAgent::VlanListV1 const& list) {
+  Vek::Ptr<LumoUtils::VlanIdSet> set = LumoUtils::VlanIdSetIs();
+  if (!list.empty()) LumoUtils::computeVlanSet(set, list.value());
+  return set;
+}
+
+// Calls f(vlan) for each VLAN of the set, 1 to 4094 in rising order; VLAN 0
+// and 4095 are never visited, whatever the text said.
+template <class F>
+void forEachVlanOf(LumoUtils::VlanIdSet const& set, F&& f) {
+  for (U32 vlan = 1; vlan <= 4094; ++vlan) {
+    if (set.vlan(static_cast<U16>(vlan))) f(vlan);
+  }
+}
+
+}  // namespace
+
+// --- Generated members --------------------------------------------------------
+
+void SwitchNodeSm::switchElementIs(Vek::Ptr<NetworkElement> const& element) {
+  if (element == switchElement()) return;
+  switchElement_.is(*this, element);
+  if (element) {
+    // A new reactor replays nothing: bring the interface reactors up first.
+    interface_.sync(*this, &element->interfaceCol());
+    physicalInterface_.sync(*this, &element->physicalInterfaceCol());
+  }
+  handleSwitchElement();
+}
+
+SwitchNodeSm::VekInterface* SwitchNodeSm::interface(Vek::String const& intfName) const {
+  return interface_.find(intfName);
+}
+void SwitchNodeSm::interfaceIs(Vek::Ptr<Interface> const& interface) {
+  interface_.is(*this, interface);
+}
+void SwitchNodeSm::interfaceDel(Vek::String const& intfName) { interface_.del(intfName); }
+void SwitchNodeSm::interfaceDelAll() { interface_.delAll(); }
+SwitchNodeSm::VekPhysicalInterface* SwitchNodeSm::physicalInterface(
+    Vek::String const& intfName) const {
+  return physicalInterface_.find(intfName);
+}
+void SwitchNodeSm::physicalInterfaceIs(Vek::Ptr<PhysicalInterface const> const& interface) {
+  physicalInterface_.is(*this, interface);
+}
+void SwitchNodeSm::physicalInterfaceDel(Vek::String const& intfName) {
+  physicalInterface_.del(intfName);
+}
+void SwitchNodeSm::physicalInterfaceDelAll() { physicalInterface_.delAll(); }
+SwitchNodeSm::VekVlanToVniMap* SwitchNodeSm::vlanToVniMap(
+    Client::ClientDomain const& domain) const {
+  return vlanToVniMap_.find(domain);
+}
+void SwitchNodeSm::vlanToVniMapIs(Vek::Ptr<VlanToVniMap const> const& map) {
+  vlanToVniMap_.is(*this, map);
+}
+void SwitchNodeSm::vlanToVniMapDel(Client::ClientDomain const& domain) {
+  vlanToVniMap_.del(domain);
+}
+void SwitchNodeSm::vlanToVniMapDelAll() { vlanToVniMap_.delAll(); }
+
+SwitchNodeSm::VekInterface::VekDynVlan* SwitchNodeSm::VekInterface::dynVlan(U32 vlan) const {
+  return dynVlan_.find(vlan);
+}
+void SwitchNodeSm::VekInterface::dynVlanIs(Vek::Ptr<DynamicVlan const> const& vlan) {
+  dynVlan_.is(*this, vlan);
+}
+void SwitchNodeSm::VekInterface::dynVlanDel(U32 vlan) { dynVlan_.del(vlan); }
+
+// --- Handlers -------------------------------------------------------------------
+
+void SwitchNodeSm::handleInitialized() { VEK_TRACE(9) << switchId(); }
+
+// The node's end: the agent root deletes it right after. The VTEP mappings
+// go one by one with the reactors; the port record stays for the next life.
+void SwitchNodeSm::doCleanup() { VEK_TRACE(9) << switchId(); }
+
+bool SwitchNodeSm::isMemberInterface(Vek::String intfName) const {
+  Vek::Ptr<NetworkElement> const element = switchElement();
+  Vek::Ptr<PhysicalInterface> const interface =
+      element ? element->physicalInterface(intfName) : nullptr;
+  bool const member = interface && interface->portGroup();
+  VEK_TRACE(9) << member;
+  return member;
+}
+
+void SwitchNodeSm::handleSwitchElement() {
+  VEK_TRACE(9) << switchId();
+  Vek::Ptr<NetworkElement> const element = switchElement();
+  Vek::Ptr<PortVlanConfig> const ports = portVlanConfig();
+  if (!element || !ports) return;
+  // The only writer of the flag, and it never writes false.
+  element->isSwitchElementIs(true);
+  // What the port record holds is the record of the last life: sweep what
+  // the element no longer has, before anything is provisioned.
+  Vek::forEachKey(ports->portAllowedVlanListCol(), [&](Vek::String const& port) {
+    if (!element->interface(port)) ports->portAllowedVlanListDel(port);
+  });
+  Vek::forEachKey(ports->portNativeVlanCol(), [&](Vek::String const& port) {
+    if (!element->interface(port)) ports->portNativeVlanDel(port);
+  });
+  Vek::forEachKey(element->interfaceCol(), [&](Vek::String const& intfName) {
+    VEK_TRACE(2) << switchId() << " Interface: " << intfName;
+    handleInterface(intfName);
+  });
+  ControllerProxyAgent::VlanListV1 const stored = ports->vlanList();
+  if (!stored.empty()) {
+    Vek::Ptr<LumoUtils::VlanIdSet> const set = vlanSetOf(stored);
+    forEachVlanOf(*set, [&](U32 vlan) { handleVlan(vlan); });
+  }
+  Vek::forEachKey(element->vlanCol(), [&](U32 vlan) {
+    VEK_TRACE(2) << switchId() << " Vlan: " << vlan;
+    handleVlan(vlan);
+  });
+  if (Vek::Ptr<VtepStatusDir const> const status = vtepStatusDir()) {
+    Vek::forEachKey(status->vtepStatusCol(),
+                    [&](Vek::String const& name) { handleVtepConfig(name); });
+  }
+}
+
+void SwitchNodeSm::handleInterface(Vek::String intfName) {
+  VEK_TRACE(9) << switchId() << " " << intfName;
+  // A member port is carried by its group's interface, never by its name.
+  if (isMemberInterface(intfName)) return;
+  Vek::Ptr<NetworkElement> const element = switchElement();
+  Vek::Ptr<PortVlanConfig> const ports = portVlanConfig();
+  if (!element || !ports) return;
+  Vek::Ptr<Interface> const interface = element->interface(intfName);
+  if (!interface) {
+    ports->portAllowedVlanListDel(intfName);
+    ports->portNativeVlanDel(intfName);
+    return;
+  }
+  // Another path may have taken the reactor away meanwhile.
+  Vek::Ptr<VekInterface> const reactor = this->interface(intfName);
+  if (!reactor) return;
+  ControllerProxyAgent::VlanListV1 const stored = ports->portAllowedVlanList(intfName);
+  if (!stored.empty()) {
+    // Drops what the port holds and the interface no longer has.
+    Vek::Ptr<LumoUtils::VlanIdSet> const set = vlanSetOf(stored);
+    forEachVlanOf(*set, [&](U32 vlan) { reactor->handleVlan(vlan); });
+  }
+  Vek::forEachKey(interface->vlanCol(), [&](U32 vlan) {
+    VEK_TRACE(2) << "VLAN: " << vlan << " found in interface " << interface->name();
+    reactor->handleVlan(vlan);
+  });
+  Vek::forEachKey(interface->nativeVlanCol(), [&](U32 vlan) {
+    VEK_TRACE(2) << "Native VLAN: " << vlan << " found in interface " << interface->name();
+    reactor->handleNativeVlan(vlan);
+  });
+}
+
+void SwitchNodeSm::handleVlan(U32 vlan) {
+  VEK_TRACE(9) << switchId() << " " << vlan;
+  Vek::Ptr<NetworkElement> const element = switchElement();
+  Vek::Ptr<PortVlanConfig> const ports = portVlanConfig();
+  if (!element || !ports) return;
+  ControllerProxyAgent::VlanListV1 const before = ports->vlanList();
+  Vek::Ptr<LumoUtils::VlanIdSet> const set = vlanSetOf(before);
+  if (element->vlan(vlan)) {
+    VEK_TRACE(2) << "Adding VLAN: " << vlan << " to vlan set " << before;
+    set->doAdd(static_cast<U16>(vlan));
+  } else {
+    VEK_TRACE(2) << "Removing VLAN: " << vlan << " from vlan set " << before;
+    set->doRemove(static_cast<U16>(vlan));
+  }
+  // Written every time, also empty and also unchanged.
+  ports->vlanListIs(set->multiRangeString());
+}
+
+void SwitchNodeSm::handleNetworkElement(Vek::Name name) {
+  VEK_TRACE(9) << switchId() << " " << name;
+  Vek::Ptr<NetworkElementCollection> const elements = networkElementCollection();
+  Vek::Ptr<NetworkElement> const element = elements ? elements->networkElement(name) : nullptr;
+  // An element that leaves does not clear the switch element: the node
+  // stays on it until the node itself goes.
+  if (!element || element->name() != switchId()) return;
+  VEK_TRACE(2) << switchId() << "Setting " << name << " to " << switchId();
+  switchElementIs(element);
+}
+
+void SwitchNodeSm::handleVtepConfig(Vek::String name) {
+  VEK_TRACE(9) << switchId() << " " << name;
+  // The VTEP's VLAN-to-VNI map is brought in line here with the VNI mapping.
+}
+
+void SwitchNodeSm::handleNativeVlanConflict(Vek::String intfName, U32 vlan) {
+  VEK_TRACE(9) << "Interface: " << intfName << " VLAN: " << vlan;
+  Vek::Ptr<NetworkElement> const element = switchElement();
+  Vek::Ptr<Interface> const interface = element ? element->interface(intfName) : nullptr;
+  Vek::Ptr<PortVlanConfig> const ports = portVlanConfig();
+  if (!interface || !ports) return;
+  std::string candidates;
+  Vek::forEachKey(interface->nativeVlanCol(), [&](U32 native) {
+    if (!candidates.empty()) candidates += ", ";
+    candidates += std::to_string(native);
+  });
+  // No candidate wins: the output is withdrawn until one is left.
+  VEK_TRACE(0) << "Conflict is detected for setting native vlan on interface " << interface->name()
+               << ". There are " << interface->nativeVlanCol().size() << " different nativeVlans ( "
+               << candidates
+               << " ) requested to be configured on the interface. Removing nativeVlan from "
+               << interface->name() << " because of conflict.";
+  ports->portNativeVlanDel(interface->name());
+}
+
+// --- VekInterface -------------------------------------------------------------------
+
+void SwitchNodeSm::VekInterface::handleInitialized() {
+  if (Vek::Ptr<Interface> const watched = interface()) dynVlan_.sync(*this, &watched->vlanCol());
+}
+
+void SwitchNodeSm::VekInterface::handleVlan(U32 vlan) {
+  VEK_TRACE(9) << "VLAN : " << vlan;
+  SwitchNodeSm* const sm = owner();
+  Vek::Ptr<Interface> const watched = interface();
+  if (!sm || !watched) return;
+  Vek::String const name = intfName();
+  if (sm->isMemberInterface(name)) return;
+  VEK_TRACE(9) << sm->switchId() << " " << name << " " << vlan;
+  Vek::Ptr<PortVlanConfig> const ports = sm->portVlanConfig();
+  if (!ports) return;
+  // The port's own record is the working state: read, change one, write.
+  Vek::Ptr<LumoUtils::VlanIdSet> const set = vlanSetOf(ports->portAllowedVlanList(name));
+  if (watched->vlan(vlan)) {
+    VEK_TRACE(3) << "Adding VLAN: " << vlan << " on switch: " << sm->switchId()
+                 << " interface: " << name;
+    set->doAdd(static_cast<U16>(vlan));
+  } else {
+    VEK_TRACE(3) << "Removing VLAN: " << vlan << " from switch: " << sm->switchId()
+                 << " interface: " << name;
+    set->doRemove(static_cast<U16>(vlan));
+  }
+  Vek::String const text = set->multiRangeString();
+  VEK_TRACE(3) << "Dynvlan allowedvlan configuration: " << text;
+  if (text.empty()) {
+    // Never an empty entry: the entry goes.
+    VEK_TRACE(2) << "Deleting allowedVlans from " << name;
+    ports->portAllowedVlanListDel(name);
+    return;
+  }
+  VEK_TRACE(2) << "Adding allowed vlans " << text << " on switch: " << sm->switchId()
+               << " interface: " << name;
+  ports->portAllowedVlanListIs(name, text);
+}
+
+void SwitchNodeSm::VekInterface::handleNativeVlan(U32 vlan) {
+  SwitchNodeSm* const sm = owner();
+  Vek::Ptr<Interface> const watched = interface();
+  if (!sm || !watched) return;
+  Vek::String const name = intfName();
+  VEK_TRACE(9) << sm->switchId() << " " << name << " VLAN " << vlan;
+  if (sm->isMemberInterface(name)) return;
+  Vek::Ptr<PortVlanConfig> const ports = sm->portVlanConfig();
+  if (!ports) return;
+  U32 const count = watched->nativeVlanCol().size();
+  if (count >= 2) {
+    sm->handleNativeVlanConflict(name, vlan);
+    return;
+  }
+  if (count == 0) {
+    VEK_TRACE(2) << "Removing native VLAN: " << vlan << " from portVlanConfig on " << name;
+    ports->portNativeVlanDel(name);
+    return;
+  }
+  // The one entry left, whatever VLAN was notified: so a conflict heals
+  // when its second candidate goes.
+  U32 const native = watched->nativeVlanCol().iterator().key();
+  VEK_TRACE(2) << "Adding native VLAN: " << native << " to interface: " << name;
+  Bridging::VlanIdOrNone const value(native);  // above 4094 raises before the write
+  ports->portNativeVlanIs(name, value);
+}
+
+// --- VekPhysicalInterface -----------------------------------------------------------
+
+void SwitchNodeSm::VekPhysicalInterface::handlePortGroup() {
+  Vek::String const name = intfName();
+  VEK_TRACE(9) << "Interface: " << name;
+  SwitchNodeSm* const sm = owner();
+  Vek::Ptr<PhysicalInterface const> const watched = notifier();
+  if (!sm || !watched) return;
+  if (!watched->portGroup()) {
+    VEK_TRACE(3) << name << " no longer a member interface. Reprovisioning.";
+    sm->handleInterface(name);
+    return;
+  }
+  VEK_TRACE(3) << "Cleaning up member interface " << name;
+  if (Vek::Ptr<PortVlanConfig> const ports = sm->portVlanConfig()) {
+    ports->portAllowedVlanListDel(name);
+    ports->portNativeVlanDel(name);
+  }
+  Vek::Ptr<VtepConfigDir> const vteps = sm->vtepConfigDir();
+  if (!vteps) return;
+  auto first = vteps->vtepConfigCol().iterator();
+  if (!first) return;
+  Vek::Ptr<VxlanController::VtepConfigV2> const vtep = first.ptr();
+  Vek::forEachKey(vtep->vlanToVniMapCol(), [&](VxlanController::PortVlanPairV2 const& key) {
+    if (key.port() == name) vtep->vlanToVniMapDel(key);
+  });
+}
+
+}  // namespace VirtualNetwork::Agent

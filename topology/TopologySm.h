@@ -1,0 +1,172 @@
+// Turns what the topology service reports into the agent's element model.
+//
+// Every host of the topology status is an element under the host's own key
+// (a colon MAC, as it stands), held by that key as referrer and carrying the
+// host's reported hostname; where a client asked for resources under that
+// hostname, the element is linked to them. When the host leaves, the
+// element loses the referrer and NetworkElementCollectionSm decides whether
+// it goes.
+//
+// Made once by the agent root; owns the NetworkElementCollectionSm.
+#pragma once
+
+#include "element/NetworkElementCollectionSm.h"
+#include "reactive/StateMachine.h"
+#include "schema/Roots.h"
+#include "schema/Topology.h"
+
+namespace VirtualNetwork::Agent {
+
+class TopologySm : public Vek::StateMachine<TopologySm> {
+ public:
+  class VekTopologyStatus;
+  class VekHostsByHostname;
+  class VekDirectedEdge;
+  class VekTopologyEdge;
+
+  using TopologyStatus = NetworkTopologyAggregatorV3::Status;
+  using PortKey = Vek::Ptr<NetworkTopologyAggregatorV3::PortBase const>;
+
+  TopologySm(Vek::Ptr<NetworkElementCollection> const& networkElementCollection,
+             Vek::Ptr<RequestedResourcesCollection> const& requestedResourcesCollection,
+             Vek::Ptr<TopologyStatus const> const& topologyStatus)
+      : networkElementCollection_(networkElementCollection),
+        requestedResourcesCollection_(requestedResourcesCollection),
+        topologyStatus_(topologyStatus) {}
+
+  Vek::Ptr<NetworkElementCollection> networkElementCollection() const {
+    return networkElementCollection_.get();
+  }
+  Vek::Ptr<RequestedResourcesCollection> requestedResourcesCollection() const {
+    return requestedResourcesCollection_.get();
+  }
+  Vek::Ptr<TopologyStatus const> topologyStatus() const { return topologyStatus_.get(); }
+  void topologyStatusIs(Vek::Ptr<TopologyStatus const> const& topologyStatus);
+  Vek::Ptr<TopologyStatus const> topologyStatusDel();
+
+  NetworkElementCollectionSm* networkElementCollectionSm() const {
+    return networkElementCollectionSm_.get();
+  }
+  Vek::Ptr<NetworkElementCollectionSm> networkElementCollectionSmIs(
+      Vek::Ptr<NetworkElementCollection> const& networkElementCollection,
+      Vek::Ptr<RequestedResourcesCollection> const& requestedResourcesCollection,
+      Vek::Ptr<TopologyStatus const> const& topologyStatus) {
+    return networkElementCollectionSm_.is(networkElementCollection, requestedResourcesCollection,
+                                          topologyStatus);
+  }
+  Vek::Ptr<NetworkElementCollectionSm> networkElementCollectionSmDel() {
+    return networkElementCollectionSm_.del();
+  }
+
+  VekHostsByHostname* hostsByHostname(Vek::Name const& hostname) const;
+  void hostsByHostnameIs(Vek::Ptr<NetworkTopologyAggregatorV3::HostsByHostname const> const& group);
+  void hostsByHostnameDel(Vek::Name const& hostname);
+  void hostsByHostnameDelAll();
+  VekDirectedEdge* directedEdge(PortKey const& fromPort) const;
+  void directedEdgeIs(Vek::Ptr<NetworkTopologyAggregatorV3::DirectedEdge const> const& edge);
+  void directedEdgeDel(PortKey const& fromPort);
+  void directedEdgeDelAll();
+  VekTopologyEdge* topologyEdge(PortKey const& fromPort) const;
+  void topologyEdgeIs(Vek::Ptr<NetworkTopologyAggregatorV3::DirectedEdge const> const& edge);
+  void topologyEdgeDel(PortKey const& fromPort);
+  void topologyEdgeDelAll();
+
+  bool initialized() const { return initialized_.get(); }
+
+  // Handlers.
+  void handleHost(Vek::Name name);
+  void handleHostsByHostname(Vek::Name hostname);
+  void handleInitialized();
+
+  static auto vekParams() {
+    return std::tuple{&TopologySm::networkElementCollection_,
+                      &TopologySm::requestedResourcesCollection_, &TopologySm::topologyStatus_};
+  }
+  static auto vekMembers();
+
+ private:
+  Vek::Param<"networkElementCollection", Vek::Ptr<NetworkElementCollection>>
+      networkElementCollection_;
+  Vek::Param<"requestedResourcesCollection", Vek::Ptr<RequestedResourcesCollection>>
+      requestedResourcesCollection_;
+  Vek::ReactorSlot<"topologyStatus", VekTopologyStatus, TopologyStatus const> topologyStatus_;
+  Vek::MachineSlot<"networkElementCollectionSm", NetworkElementCollectionSm>
+      networkElementCollectionSm_;
+  Vek::ReactorMap<"hostsByHostname", Vek::Name, VekHostsByHostname> hostsByHostname_;
+  Vek::ReactorMap<"directedEdge", PortKey, VekDirectedEdge> directedEdge_;
+  Vek::ReactorMap<"topologyEdge", PortKey, VekTopologyEdge> topologyEdge_;
+  Vek::Attr<"initialized", bool> initialized_;
+};
+
+// Hosts go to handleHost; hostname groups to their handler first and their
+// upkeep second; edges to the two edge collections, directedEdge first. A
+// re-pointing brings the three collections in line and runs no handler.
+class TopologySm::VekTopologyStatus
+    : public Vek::Reactor<VekTopologyStatus, TopologyStatus const, TopologySm> {
+ public:
+  using Reactor::Reactor;
+  using vekReactions = Vek::Reactions<
+      Vek::OnKey<TopologyStatus::hostId, &TopologySm::handleHost>,
+      Vek::OnKey<TopologyStatus::hostsByHostnameId, &TopologySm::handleHostsByHostname>,
+      Vek::OnNested<TopologyStatus::hostsByHostnameId, &TopologySm::hostsByHostname_,
+                    &TopologyStatus::hostsByHostnameCol>,
+      Vek::OnNested<TopologyStatus::edgeId, &TopologySm::directedEdge_, &TopologyStatus::edgeCol>,
+      Vek::OnNested<TopologyStatus::edgeId, &TopologySm::topologyEdge_, &TopologyStatus::edgeCol>>;
+};
+
+class TopologySm::VekHostsByHostname
+    : public Vek::Reactor<VekHostsByHostname, NetworkTopologyAggregatorV3::HostsByHostname const,
+                          TopologySm> {
+ public:
+  using Reactor::Reactor;
+  Vek::Ptr<NetworkTopologyAggregatorV3::HostsByHostname const> hostsByHostname() const {
+    return notifier();
+  }
+  // The group's own name, which is the hostname; empty without a notifier.
+  Vek::Name hostname() const { return fwkKey(); }
+  void handleHost(Vek::Name name);
+  using vekReactions =
+      Vek::Reactions<Vek::OnKey<NetworkTopologyAggregatorV3::HostsByHostname::hostId,
+                                &VekHostsByHostname::handleHost>>;
+};
+
+// The two reactors on each directed edge. What they do with a link comes
+// with the edge handling; here they are kept in step with the edges.
+class TopologySm::VekDirectedEdge
+    : public Vek::Reactor<VekDirectedEdge, NetworkTopologyAggregatorV3::DirectedEdge const,
+                          TopologySm> {
+ public:
+  using Reactor::Reactor;
+  Vek::Ptr<NetworkTopologyAggregatorV3::DirectedEdge const> directedEdge() const {
+    return notifier();
+  }
+  using vekReactions = Vek::Reactions<>;
+};
+
+class TopologySm::VekTopologyEdge
+    : public Vek::Reactor<VekTopologyEdge, NetworkTopologyAggregatorV3::DirectedEdge const,
+                          TopologySm> {
+ public:
+  using Reactor::Reactor;
+  PortKey fromPort() const { return fwkKey(); }
+  using vekReactions = Vek::Reactions<>;
+};
+
+inline auto TopologySm::vekMembers() {
+  using T = TopologySm;
+  auto const hostsByHostnameOf = [](T const& t) {
+    return t.topologyStatus() ? &t.topologyStatus()->hostsByHostnameCol() : nullptr;
+  };
+  auto const edgesOf = [](T const& t) {
+    return t.topologyStatus() ? &t.topologyStatus()->edgeCol() : nullptr;
+  };
+  return Vek::members(
+      &T::networkElementCollection_, &T::requestedResourcesCollection_, &T::topologyStatus_,
+      &T::networkElementCollectionSm_, Vek::handler<"handleHost", &T::handleHost>(),
+      Vek::handler<"handleHostsByHostname", &T::handleHostsByHostname>(),
+      Vek::mirror(&T::hostsByHostname_, hostsByHostnameOf), Vek::mirror(&T::directedEdge_, edgesOf),
+      Vek::mirror(&T::topologyEdge_, edgesOf),
+      Vek::handler<"handleInitialized", &T::handleInitialized>(), &T::initialized_);
+}
+
+}  // namespace VirtualNetwork::Agent
