@@ -1,5 +1,7 @@
 #include "reactive/VlanIdSet.h"
 
+#include <algorithm>
+
 #include <bit>
 #include <cassert>
 #include <string>
@@ -34,7 +36,7 @@ class Parser {
       }
       int const after = next();
       if (after != end && after != ',') fail(itemStart, "expected a number or a range");
-      if (!valid(lo) || !valid(hi)) fail(itemStart, "VLAN outside 1..4094");
+      if (!valid(lo) || !valid(hi)) fail(itemStart, "VLAN outside 0..4095");
       if (lo > hi) fail(itemStart, "range from high to low");
       add(lo, hi);
       if (after == end) return;
@@ -45,7 +47,8 @@ class Parser {
  private:
   static constexpr int end = -1;
 
-  static bool valid(U32 id) { return id >= VlanIdSet::minVlan && id <= VlanIdSet::maxVlan; }
+  // Any 12-bit VLAN field reads; 0 and 4095 are then left out (below).
+  static bool valid(U32 id) { return id <= VlanIdSet::maxVlan + 1; }
 
   // The next character that is not a blank, left unread; `end` at the end.
   int next() {
@@ -112,7 +115,13 @@ Vek::Ptr<VlanIdSet> VlanIdSetIs() { return new VlanIdSet(); }
 void computeVlanSet(Vek::Ptr<VlanIdSet> const& set, Vek::String const& text) {
   assert(set);
   VlanIdSet& target = *set;
-  Parser(text.view()).run([&target](U32 lo, U32 hi) { target.addRange(lo, hi); });
+  // VLAN 0 and 4095 may stand in a stored text, but no port carries them:
+  // they are read and left out.
+  Parser(text.view()).run([&target](U32 lo, U32 hi) {
+    lo = std::max<U32>(lo, VlanIdSet::minVlan);
+    hi = std::min<U32>(hi, VlanIdSet::maxVlan);
+    if (lo <= hi) target.addRange(lo, hi);
+  });
 }
 
 U32 VlanIdSet::count() const {

@@ -16,11 +16,12 @@
 // computeVlanSet reads that form, and a little more: items in any order,
 // overlapping items, and blanks (spaces, tabs) anywhere, even between digits,
 // since the text is read as if they were not there. It adds to what the set
-// holds, so callers pass a fresh set.
+// holds, so callers pass a fresh set. VLAN 0 and 4095 read without error
+// and are left out: no port carries them.
 //
 // Errors: text that is not such a list is bad input. An item that is not a
 // number or a range of two numbers, a range from high to low ("9-7"), a VLAN
-// outside 1..4094 (0 included), an empty item ("1,,2", "1,", ",1") or a
+// above 4095, an empty item ("1,,2", "1,", ",1") or a
 // dangling "-" raises Vek::RangeException naming the text and the item:
 //
 //   bad VLAN list text '1,x' at 'x' (expected a number)

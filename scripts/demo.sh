@@ -1,5 +1,7 @@
 #!/usr/bin/env bash
-# Builds the vnagent tool and runs the demo.
+# Builds the vnagent tool and runs the example scenarios: one line per
+# scenario, then "N passed, N failed". The exit status is vnagent's: 0 when
+# every example passes.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -8,6 +10,7 @@ root="$(pwd)"
 bash "$root/scripts/setup.sh"
 
 cmake -S "$root" -B "$root/build" >/dev/null
-cmake --build "$root/build" --target vnagent -j2
+cmake --build "$root/build" --target vnagent -j2 >/dev/null
 
-"$root/build/bin/vnagent" selfcheck
+echo "vnagent run examples/*.yaml"
+exec "$root/build/bin/vnagent" run examples/*.yaml

@@ -1,0 +1,220 @@
+// Elements and their machines: what keeps an element, the topology's port
+// groups carried onto it, and the VLANs of a switch element.
+#include "tests/element/ElementFixture.h"
+
+namespace VirtualNetwork::Agent::Testing {
+namespace {
+
+constexpr char kHost[] = "00:00:00:00:00:0a";
+constexpr char kSwitch[] = "00:00:00:00:00:01";
+
+using ElementCollectionTest = ElementFixture;
+using ElementTest = ElementFixture;
+using Names = std::vector<std::string>;
+
+// Interfaces are written here as the links of a port would write them.
+TEST_F(ElementCollectionTest, HostLeavingKeepsElementWhileItHasInterfaces) {
+  start();
+  hostIs(kHost);
+  auto e = element(kHost);
+  e->physicalInterfaceIs(Vek::String("eth0"));
+  e->physicalInterfaceIs(Vek::String("eth1"));
+  EXPECT_EQ(interfaceNames(kHost), (Names{"eth0", "eth1"}));
+  // An interface going while the host holds the element changes nothing else.
+  e->physicalInterfaceDel(Vek::String("eth1"));
+  EXPECT_EQ(count(std::string("Deleted eth1 from ") + kHost), 1);
+  EXPECT_EQ(element(kHost), e);
+  topology->hostDel(Vek::Name(kHost));
+  EXPECT_EQ(element(kHost), e);
+  ASSERT_NE(elementSm(kHost), nullptr);
+  EXPECT_EQ(elementSm(kHost)->topologyHost(), nullptr);
+  EXPECT_EQ(count(std::string("Deleting ") + kHost), 0);
+  // The last interface takes the element and its machine.
+  e->physicalInterfaceDel(Vek::String("eth0"));
+  EXPECT_EQ(element(kHost), nullptr);
+  EXPECT_EQ(elementSm(kHost), nullptr);
+  EXPECT_EQ(Vek::liveObjects<NetworkElementSm>(), 0u);
+  EXPECT_EQ(messages(2).back(), std::string("Deleting ") + kHost);
+}
+
+TEST_F(ElementCollectionTest, SecondReferrerKeepsTheElementAfterItsHostLeaves) {
+  start();
+  hostIs(kHost);
+  element(kHost)->referrerIs(Vek::String("client"), true);
+  topology->hostDel(Vek::Name(kHost));
+  ASSERT_NE(element(kHost), nullptr);
+  element(kHost)->referrerDel(Vek::String("client"));
+  EXPECT_EQ(element(kHost), nullptr);
+  EXPECT_EQ(Vek::liveObjects<NetworkElementSm>(), 0u);
+}
+
+TEST_F(ElementCollectionTest, ElementNeverHeldStaysUntilItsFirstChange) {
+  start();
+  auto e = elements()->networkElementIs(Vek::Name(kHost));
+  ASSERT_NE(elementSm(kHost), nullptr);
+  EXPECT_EQ(elementSm(kHost)->topologyHost(), nullptr);
+  // Its host, listed later, binds to the same element.
+  hostIs(kHost);
+  EXPECT_EQ(element(kHost), e);
+  EXPECT_EQ(elementSm(kHost)->topologyHost(), host(kHost));
+  auto other = elements()->networkElementIs(Vek::Name("aa:aa"));
+  EXPECT_EQ(elements()->networkElement(Vek::Name("aa:aa")), other);
+  other->physicalInterfaceIs(Vek::String("eth0"));
+  other->physicalInterfaceDel(Vek::String("eth0"));
+  EXPECT_EQ(elements()->networkElement(Vek::Name("aa:aa")), nullptr);
+  EXPECT_EQ(Vek::liveObjects<NetworkElementSm>(), 1u);
+}
+
+TEST_F(ElementTest, TopologyPortGroupCarriesItsMembersOntoTheElement) {
+  start();
+  auto h = hostIs(kHost);
+  auto g = bond(h, "bond0", {"eth0", "eth1"});
+  auto e = element(kHost);
+  auto vn = e->portGroup(Vek::String("bond0"));
+  ASSERT_NE(vn, nullptr);
+  EXPECT_EQ(vn->memberInterfaceCol().size(), 2u);
+  for (char const* port : {"eth0", "eth1"}) {
+    auto pi = e->physicalInterface(Vek::String(port));
+    ASSERT_NE(pi, nullptr) << port;
+    EXPECT_EQ(vn->memberInterface(Vek::String(port)), pi);
+    EXPECT_EQ(pi->portGroup(), vn);
+  }
+  EXPECT_EQ(interfaceNames(kHost), (Names{"bond0", "eth0", "eth1"}));
+  // A member leaving keeps its interface.
+  g->memberPortDel(Vek::Name("eth1"));
+  EXPECT_EQ(vn->memberInterface(Vek::String("eth1")), nullptr);
+  EXPECT_EQ(e->physicalInterface(Vek::String("eth1"))->portGroup(), nullptr);
+  EXPECT_NE(e->interface(Vek::String("eth1")), nullptr);
+  // The group leaving the host goes from the element and is emptied.
+  vn->vlanIs(10);
+  traces.clear();
+  h->portGroupDel(Vek::Name("bond0"));
+  EXPECT_EQ(messages(2), (Names{std::string(kHost) + " deleting port group bond0",
+                                std::string("Deleting bond0 from ") + kHost}));
+  EXPECT_EQ(e->portGroup(Vek::String("bond0")), nullptr);
+  EXPECT_EQ(interfaceNames(kHost), (Names{"eth0", "eth1"}));
+  EXPECT_TRUE(vn->vlanCol().empty());
+  EXPECT_TRUE(vn->memberInterfaceCol().empty());
+  EXPECT_EQ(e->physicalInterface(Vek::String("eth0"))->portGroup(), nullptr);
+  vn = nullptr;
+  EXPECT_EQ(Vek::liveObjects<PortGroup>(), 0u);
+}
+
+TEST_F(ElementTest, InterfaceMadeAgainAfterItsGroupWasSeenRejoinsIt) {
+  start();
+  bond(hostIs(kHost), "bond0", {"eth0"});
+  auto e = element(kHost);
+  auto vn = e->portGroup(Vek::String("bond0"));
+  e->physicalInterfaceDel(Vek::String("eth0"));
+  EXPECT_EQ(count("Deleting eth0 from port group bond0"), 1);
+  EXPECT_TRUE(vn->memberInterfaceCol().empty());
+  auto eth0 = e->physicalInterfaceIs(Vek::String("eth0"));
+  EXPECT_EQ(vn->memberInterface(Vek::String("eth0")), eth0);
+  EXPECT_EQ(eth0->portGroup(), vn);
+}
+
+// The host's reactor is built without a replay: a group that the host has
+// when its element binds is made, but its members are not followed.
+TEST_F(ElementTest, PortGroupPresentWhenTheElementBindsGetsNoMembers) {
+  auto h = hostIs(kHost);
+  auto g = bond(h, "bond0", {"eth0"});
+  start();
+  auto e = element(kHost);
+  ASSERT_NE(e->portGroup(Vek::String("bond0")), nullptr);
+  EXPECT_TRUE(e->portGroup(Vek::String("bond0"))->memberInterfaceCol().empty());
+  EXPECT_EQ(elementSm(kHost)->portGroup(Vek::Name("bond0")), nullptr);
+  EXPECT_EQ(interfaceNames(kHost), Names{"bond0"});
+  auto eth1 = h->portIs(Vek::Name("eth1"));
+  eth1->portGroupIs(g);
+  g->memberPortIs(eth1);
+  EXPECT_EQ(e->physicalInterface(Vek::String("eth1")), nullptr);
+  // A group that comes later is followed.
+  bond(h, "bond1", {"eth2"});
+  auto eth2 = e->physicalInterface(Vek::String("eth2"));
+  ASSERT_NE(eth2, nullptr);
+  EXPECT_EQ(e->portGroup(Vek::String("bond1"))->memberInterface(Vek::String("eth2")), eth2);
+}
+
+TEST_F(ElementTest, SwitchElementHoldsTheUnionOfItsInterfacesVlans) {
+  start();
+  auto h = hostIs(kSwitch);
+  auto e = element(kSwitch);
+  auto swp1 = e->physicalInterfaceIs(Vek::String("swp1"));
+  auto swp2 = e->physicalInterfaceIs(Vek::String("swp2"));
+  bond(h, "po1", {"swp1"});
+  swp1->vlanIs(10);
+  swp1->vlanIs(20);
+  swp2->vlanIs(10);
+  EXPECT_EQ(count("Ignoring 10 on non-switch element"), 2);
+  EXPECT_TRUE(e->vlanCol().empty());
+  e->isSwitchElementIs(true);  // as the switch's own machine does
+  EXPECT_EQ(count("NE Physical Interfaces: 2"), 1);
+  EXPECT_EQ(count("NE Port Groups: 1"), 1);
+  EXPECT_EQ(count("NE Interfaces: 3"), 1);
+  EXPECT_EQ(e->vlanCol().size(), 2u);
+  ASSERT_NE(e->vlan(10), nullptr);
+  EXPECT_EQ(e->vlan(10)->referrerCol().size(), 2u);
+  EXPECT_TRUE(e->vlan(10)->referrer(Vek::String("swp2")));
+  EXPECT_TRUE(swp2->isSwitchInterface());
+  EXPECT_TRUE(e->portGroup(Vek::String("po1"))->isSwitchInterface());
+  // One holder going keeps the entry; the other going with its interface
+  // ends it.
+  swp1->vlanDel(10);
+  ASSERT_NE(e->vlan(10), nullptr);
+  EXPECT_FALSE(e->vlan(10)->referrer(Vek::String("swp1")));
+  e->physicalInterfaceDel(Vek::String("swp2"));
+  EXPECT_EQ(e->vlan(10), nullptr);
+  EXPECT_EQ(count(std::string("Deleting 10 from ") + kSwitch), 1);
+  EXPECT_NE(e->vlan(20), nullptr);
+  // An interface and a VLAN that come later join at once.
+  auto swp3 = e->physicalInterfaceIs(Vek::String("swp3"));
+  EXPECT_TRUE(swp3->isSwitchInterface());
+  swp3->vlanIs(20);
+  EXPECT_EQ(count(std::string("Adding VLAN 20 to ") + kSwitch), 2);
+  EXPECT_EQ(e->vlan(20)->referrerCol().size(), 2u);
+}
+
+TEST_F(ElementTest, ElementThatStopsBeingASwitchLosesVlansButKeepsInterfaces) {
+  start();
+  hostIs(kSwitch);
+  auto e = element(kSwitch);
+  auto swp1 = e->physicalInterfaceIs(Vek::String("swp1"));
+  e->isSwitchElementIs(true);
+  swp1->vlanIs(10);
+  ASSERT_NE(e->vlan(10), nullptr);
+  e->isSwitchElementIs(false);
+  EXPECT_TRUE(e->vlanCol().empty());
+  EXPECT_TRUE(swp1->vlanCol().empty());
+  EXPECT_EQ(e->interface(Vek::String("swp1")), swp1);
+  EXPECT_TRUE(swp1->isSwitchInterface());
+  swp1->vlanIs(30);
+  EXPECT_EQ(count("Ignoring 30 on non-switch element"), 1);
+  EXPECT_TRUE(e->vlanCol().empty());
+}
+
+TEST_F(ElementTest, StoppingTheAgentLeavesNoMachineAndEmptiesTheElements) {
+  auto h = hostIs(kHost, "web");
+  hostIs(kSwitch);
+  start();
+  bond(h, "bond0", {"eth0", "eth1"});
+  element(kSwitch)->isSwitchElementIs(true);
+  element(kSwitch)->physicalInterfaceIs(Vek::String("swp1"))->vlanIs(10);
+  status->requestedResourcesCollection()->resourcesForHostnameIs(Vek::Name("web"));
+  topology->hostsByHostnameIs(Vek::Name("web"))->hostIs(h);
+  ASSERT_NE(element(kHost)->resourcesForHostname(), nullptr);
+  agent = nullptr;
+  // The inputs and outputs are still there: nothing of the agent is.
+  expectNoneAlive<TopologySm, NetworkElementCollectionSm, NetworkElementSm,
+                  NetworkElementSm::VekPortGroup, PhysicalInterface, PortGroup>();
+  for (char const* mac : {kHost, kSwitch}) {
+    auto e = element(mac);
+    ASSERT_NE(e, nullptr) << mac;
+    EXPECT_TRUE(e->referrerCol().empty()) << mac;
+    EXPECT_TRUE(e->interfaceCol().empty()) << mac;
+    EXPECT_TRUE(e->vlanCol().empty()) << mac;
+    EXPECT_EQ(e->resourcesForHostname(), nullptr) << mac;
+  }
+}
+
+}  // namespace
+}  // namespace VirtualNetwork::Agent::Testing

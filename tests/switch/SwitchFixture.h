@@ -1,0 +1,149 @@
+// One switch under a running agent, driven as a host process drives it: the
+// switch's port VLAN record and VTEP configuration are made here (so that a
+// test can fill them first, as an earlier life of the switch left them),
+// mounted through the directories, and the switch's element is written
+// interface by interface.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tests/agent/AgentFixture.h"
+
+namespace VirtualNetwork::Agent::Testing {
+
+// Writes down every change of a port VLAN record as it happens:
+// "vlanList <text>", "allowed <port> <text>" or "native <port> <vlan>",
+// with "-" for an entry that went.
+class PortRecordLog : public Vek::NotifieeConst {
+ public:
+  using Record = ControllerProxyAgent::PortVlanConfigV1;
+
+  static Vek::Ptr<PortRecordLog> on(Vek::Ptr<Record> const& record) {
+    Vek::Ptr<PortRecordLog> log(new PortRecordLog(record));
+    log->baseNotifierIs(record);
+    log->isRegisteredNotifieeIs(true);
+    log->hasNotificationActiveIs(true);
+    return log;
+  }
+
+  void onAttribute(Vek::AttributeId id, void const* key) override {
+    if (id == Record::vlanListId) {
+      events.push_back("vlanList " + record_->vlanList().value().stdString());
+      return;
+    }
+    Vek::String const port = Vek::notifiedKey<Vek::String>(key);
+    std::string line;
+    if (id == Record::portAllowedVlanListId) {
+      line = "allowed " + port.stdString() + " ";
+      line += record_->portAllowedVlanListCol().contains(port)
+                  ? record_->portAllowedVlanList(port).value().stdString()
+                  : "-";
+    } else {
+      line = "native " + port.stdString() + " ";
+      line += record_->portNativeVlanCol().contains(port)
+                  ? std::to_string(record_->portNativeVlan(port).value())
+                  : "-";
+    }
+    events.push_back(line);
+  }
+
+  std::vector<std::string> events;
+
+ private:
+  explicit PortRecordLog(Vek::Ptr<Record> const& record) : record_(record.ptr()) {}
+  Record const* record_;
+};
+
+class SwitchFixture : public AgentFixture {
+ public:
+  static constexpr char kMac[] = "00:00:00:00:00:01";
+  static constexpr char kDash[] = "00-00-00-00-00-01";
+
+  void SetUp() override {
+    AgentFixture::SetUp();
+    ports = ControllerProxyAgent::PortVlanConfigV1Is(Vek::Name(kDash));
+    vteps = VxlanController::VtepConfigDirV2Is(Vek::Name(kDash));
+  }
+
+  void TearDown() override {
+    log = nullptr;
+    ports = nullptr;
+    vteps = nullptr;
+    AgentFixture::TearDown();
+    EXPECT_EQ(Vek::liveObjects<SwitchNodeSm>(), 0u);
+    EXPECT_EQ(Vek::liveObjects<SwitchNodeSm::VekInterface>(), 0u);
+    EXPECT_EQ(Vek::liveObjects<SwitchNodeSm::VekPhysicalInterface>(), 0u);
+  }
+
+  // The agent running and the switch known to the topology, so that its
+  // element exists; the three directories are not mounted yet.
+  void startWithHost() {
+    start();
+    addHost(kMac);
+  }
+  // Mounts the switch's own records; with the host known, the last mount
+  // makes the switch ready.
+  void mountRecords() {
+    mount(portVlanConfigDir, kDash, ports);
+    mount(dynVtepConfigDir, kDash, vteps);
+    mountDynVtepStatus(kDash);
+  }
+  void connect() {
+    startWithHost();
+    mountRecords();
+  }
+  // The VTEP status goes and comes back: the switch loses its node and gets
+  // a new one, which finds the records as the last life left them.
+  void disconnect() { dynVtepStatusDir->entityPtrDel(Vek::Name(kDash)); }
+  void reconnect() {
+    dynVtepStatusDir->entityPtrIs(Vek::Name(kDash),
+                                  VxlanController::VtepStatusDirV2Is(Vek::Name(kDash)));
+  }
+
+  SwitchNodeSm* node() const { return agent ? agent->switchNodeSm(Vek::Name(kMac)) : nullptr; }
+  Vek::Ptr<NetworkElement> element() const {
+    return status->networkElementCollection()->networkElement(Vek::Name(kMac));
+  }
+  Vek::Ptr<PhysicalInterface> port(std::string const& name) const {
+    return element()->physicalInterfaceIs(Vek::String(name));
+  }
+
+  // What the records hold; "-" for no entry.
+  std::string vlanList() const { return ports->vlanList().value().stdString(); }
+  std::string allowed(std::string const& port) const {
+    Vek::String const key(port);
+    return ports->portAllowedVlanListCol().contains(key)
+               ? ports->portAllowedVlanList(key).value().stdString()
+               : "-";
+  }
+  std::string native(std::string const& port) const {
+    Vek::String const key(port);
+    return ports->portNativeVlanCol().contains(key)
+               ? std::to_string(ports->portNativeVlan(key).value())
+               : "-";
+  }
+
+  // Trace lines of one function at one level, in order.
+  std::vector<std::string> tracesOf(std::string const& function, int level) const {
+    std::vector<std::string> out;
+    for (auto const& r : traces) {
+      if (r.level == level && function == r.function) out.push_back(r.message);
+    }
+    return out;
+  }
+  // The level 2 lines of the switch-wide list: one per write of vlanList.
+  std::vector<std::string> vlanListWrites() const {
+    std::vector<std::string> out;
+    for (auto const& m : messages(2)) {
+      if (m.find(" vlan set ") != std::string::npos) out.push_back(m);
+    }
+    return out;
+  }
+
+  Vek::Ptr<ControllerProxyAgent::PortVlanConfigV1> ports;
+  Vek::Ptr<VxlanController::VtepConfigDirV2> vteps;
+  Vek::Ptr<PortRecordLog> log;
+};
+
+}  // namespace VirtualNetwork::Agent::Testing

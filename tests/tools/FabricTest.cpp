@@ -1,0 +1,264 @@
+#include "tools/vnagent/Fabric.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace vnagent {
+namespace {
+
+namespace Topo = NetworkTopologyAggregatorV3;
+
+// Hears every notification of one record and notes "<id>" with whatever
+// `probe` says about the state at that moment.
+class Listener : public Vek::NotifieeConst {
+ public:
+  Listener(Vek::Ptr<Vek::PtrInterface const> const& notifier, std::vector<std::string>* log,
+           std::function<std::string()> probe = nullptr)
+      : log_(log), probe_(std::move(probe)) {
+    baseNotifierIs(notifier);
+    isRegisteredNotifieeIs(true);
+    hasNotificationActiveIs(true);
+  }
+  void onAttribute(Vek::AttributeId id, void const*) override {
+    log_->push_back(std::to_string(id) + (probe_ ? " " + probe_() : std::string()));
+  }
+
+ private:
+  std::vector<std::string>* log_;
+  std::function<std::string()> probe_;
+};
+
+class FabricTest : public ::testing::Test {
+ protected:
+  std::optional<Raised> apply(std::string const& yaml) { return fabric.apply(YAML::Load(yaml)); }
+  Vek::Ptr<Listener> listen(Vek::Ptr<Vek::PtrInterface const> const& notifier,
+                            std::function<std::string()> probe = nullptr) {
+    return new Listener(notifier, &log, std::move(probe));
+  }
+
+  Fabric fabric;
+  std::vector<std::string> log;
+};
+
+TEST_F(FabricTest, NewHostIsAddedFilledWithOneNotification) {
+  Topo::Status const& topology = *fabric.topology();
+  auto l = listen(fabric.topology(), [&] {
+    auto host = topology.host("aa:01");
+    return host
+               ? host->hostname().stdString() + " ports " + std::to_string(host->portCol().size()) +
+                     " groups " + std::to_string(host->portGroupCol().size())
+               : std::string("none");
+  });
+  EXPECT_FALSE(
+      apply("topology: {host: {'aa:01': {hostname: h1, port: {eth1: {portGroup: bond0}}, "
+            "portGroup: {bond0: {memberPort: {eth1: true, eth2: true}}}}}}"));
+  EXPECT_EQ(log, (std::vector<std::string>{"258 h1 ports 2 groups 1"}));
+  auto host = topology.host("aa:01");
+  auto group = host->portGroup("bond0");
+  EXPECT_EQ(host->port("eth1")->portGroup(), group);
+  EXPECT_EQ(host->port("eth2")->portGroup(), nullptr) << "membership is not cascaded to the port";
+  EXPECT_EQ(group->memberPortCol().size(), 2u);
+}
+
+TEST_F(FabricTest, ExistingRecordIsWrittenInPlaceLeafByLeaf) {
+  ASSERT_FALSE(apply("topology: {host: {'aa:01': {hostname: h1}}}"));
+  auto host = fabric.topology()->host("aa:01");
+  auto onTopology = listen(fabric.topology());
+  auto onHost = listen(host);
+  ASSERT_FALSE(apply("topology: {host: {'aa:01': {port: {eth1: {}}, hostname: h2}}}"));
+  EXPECT_EQ(log, (std::vector<std::string>{"259", "258"})) << "port first, then hostname";
+  EXPECT_EQ(host->hostname().stdString(), "h2");
+  log.clear();
+  // The same value again is still written; the record decides not to notify.
+  ASSERT_FALSE(apply("topology: {host: {'aa:01': {hostname: h2}}}"));
+  EXPECT_TRUE(log.empty());
+}
+
+TEST_F(FabricTest, NullRemovesARecordWithOneRemovalAndLeavesItWhole) {
+  ASSERT_FALSE(apply("topology: {host: {'aa:01': {port: {eth1: {}, eth2: {}}}}}"));
+  Vek::Ptr<Topo::Host> const held = fabric.topology()->host("aa:01");
+  auto l = listen(fabric.topology());
+  ASSERT_FALSE(apply("topology: {host: {'aa:01': null}}"));
+  EXPECT_EQ(log, (std::vector<std::string>{"258"}));
+  EXPECT_FALSE(fabric.topology()->host("aa:01"));
+  EXPECT_EQ(held->portCol().size(), 2u);
+}
+
+TEST_F(FabricTest, EdgeIsAddedBeforeItsRemotePorts) {
+  ASSERT_FALSE(
+      apply("topology: {host: {'aa:01': {port: {eth1: {}}}, 'bb:02': {port: {swp1: {}}}}}"));
+  Topo::Status const& topology = *fabric.topology();
+  Vek::Ptr<Topo::PortBase const> const from = topology.host("aa:01")->port("eth1");
+  Vek::Ptr<Topo::PortBase const> const to = topology.host("bb:02")->port("swp1");
+  auto l = listen(fabric.topology(), [&] {
+    auto edge = topology.edge(from);
+    return edge ? "toPorts " + std::to_string(edge->toPortCol().size()) : std::string("no edge");
+  });
+  ASSERT_FALSE(apply("topology: {edge: {'aa:01|eth1': {toPort: {'bb:02|swp1': true}}}}"));
+  EXPECT_EQ(log, (std::vector<std::string>{"259 toPorts 0"}));
+  EXPECT_TRUE(topology.edge(from)->toPort(to));
+
+  // An edge can be removed by name after its port has left the host.
+  ASSERT_FALSE(apply("topology: {host: {'aa:01': {port: {eth1: null}}}}"));
+  ASSERT_FALSE(apply("topology: {edge: {'aa:01|eth1': {toPort: {'bb:02|swp1': null}}}}"))
+      << "a known port stays known";
+  EXPECT_FALSE(topology.edge(from)->toPortCol().contains(to));
+  ASSERT_FALSE(apply("topology: {edge: {'aa:01|eth1': null}}"));
+  EXPECT_FALSE(topology.edge(from));
+  EXPECT_EQ(log, (std::vector<std::string>{"259 toPorts 0", "259 no edge"}));
+}
+
+TEST_F(FabricTest, PortsThatDoNotExistAreFaultsOfTheFile) {
+  try {
+    apply("topology: {edge: {'aa:01|eth1': {toPort: {}}}}");
+    FAIL() << "an edge from nowhere was written";
+  } catch (PatchFault const& fault) {
+    EXPECT_EQ(fault.message, "no host 'aa:01' in the topology for port 'aa:01|eth1'");
+  }
+  ASSERT_FALSE(apply("topology: {host: {'aa:01': {port: {eth1: {}}}}}"));
+  try {
+    apply("topology: {edge: {'aa:01|eth1': {toPort: {'aa:01|eth9': true}}}}");
+    FAIL() << "an edge to nowhere was written";
+  } catch (PatchFault const& fault) {
+    EXPECT_EQ(fault.message, "host 'aa:01' has no port or port group 'eth9'");
+  }
+}
+
+TEST_F(FabricTest, DirectoryChildIsWrittenInTheOrderGiven) {
+  Vek::Dir const& dir = *fabric.clientDir();
+  auto l = listen(fabric.clientDir());
+  ASSERT_FALSE(
+      apply("clients: {c1: {entity: {resourcesForHostname: {h1: {vlan: {100: {}}}}}, "
+            "entry: 1}}"));
+  EXPECT_EQ(log, (std::vector<std::string>{std::to_string(Vek::Dir::entityPtrId),
+                                           std::to_string(Vek::Dir::entryStateId)}));
+  auto rrc =
+      Vek::ptrCast<VirtualNetwork::Client::RequestedResourcesCollection>(dir.entityPtr("c1"));
+  ASSERT_TRUE(rrc);
+  EXPECT_TRUE(rrc->resourcesForHostname("h1")->vlan(100));
+  EXPECT_EQ(dir.entryState("c1")->status(), 1u);
+
+  // On an existing entry, `entry` changes its status: one notification of the entry.
+  log.clear();
+  auto onEntry = listen(dir.entryState("c1"));
+  ASSERT_FALSE(apply("clients: {c1: {entry: 2}}"));
+  EXPECT_EQ(log, (std::vector<std::string>{std::to_string(Vek::Dir::Entry::statusId)}));
+
+  // `null` on the child removes the entity, then the entry.
+  log.clear();
+  ASSERT_FALSE(apply("clients: {c1: null}"));
+  EXPECT_EQ(log, (std::vector<std::string>{std::to_string(Vek::Dir::entityPtrId),
+                                           std::to_string(Vek::Dir::entryStateId)}));
+  EXPECT_FALSE(dir.entityPtr("c1"));
+  EXPECT_FALSE(dir.entryState("c1"));
+}
+
+TEST_F(FabricTest, ATextAsEntityMakesAForeignEntity) {
+  ASSERT_FALSE(apply(
+      "dirs: {portVlanConfig: {aa-01: {entry: 1, entity: 'VxlanController::VtepStatusDirV2'}}}"));
+  auto entity = fabric.portVlanConfigDir()->entityPtr("aa-01");
+  ASSERT_TRUE(entity);
+  EXPECT_TRUE(Vek::ptrCast<VxlanController::VtepStatusDirV2>(entity));
+  EXPECT_EQ(*fabric.section("portVlanConfig"), Json::object()) << "not a port VLAN configuration";
+  // A mapping then replaces it with a record of the directory's own type.
+  ASSERT_FALSE(apply("dirs: {portVlanConfig: {aa-01: {entity: {vlanList: '5'}}}}"));
+  EXPECT_EQ(fabric.section("portVlanConfig")->dump(), R"({"aa-01":{"vlanList":"5"}})");
+}
+
+TEST_F(FabricTest, ARefusedValueEndsTheStepAtItsLeaf) {
+  auto raised = apply(
+      "dirs:\n"
+      "  portVlanConfig:\n"
+      "    aa-01:\n"
+      "      entity:\n"
+      "        vlanList: '5'\n"
+      "        portNativeVlan: {eth1: 4095}\n"
+      "        portAllowedVlanList: {eth1: '5'}\n");
+  ASSERT_TRUE(raised);
+  EXPECT_EQ(raised->text, "VlanIdOrNone::value > 4094 not allowed");
+  EXPECT_EQ(raised->mark.line, 5);
+  EXPECT_EQ(raised->mark.column, 31);
+  // The new record was not added: it raised while being filled.
+  EXPECT_FALSE(fabric.portVlanConfigDir()->entityPtr("aa-01"));
+
+  ASSERT_FALSE(apply("dirs: {portVlanConfig: {aa-01: {entity: {vlanList: '5'}}}}"));
+  raised = apply(
+      "dirs: {portVlanConfig: {aa-01: {entity: {portNativeVlan: {eth1: 4095}, "
+      "vlanList: '6'}}}}");
+  ASSERT_TRUE(raised);
+  EXPECT_EQ(fabric.section("portVlanConfig")->dump(), R"({"aa-01":{"vlanList":"5"}})")
+      << "the leaves after the one that raised are not written";
+}
+
+TEST_F(FabricTest, SectionsShowTheModelFormSorted) {
+  ASSERT_FALSE(
+      apply("dirs:\n"
+            "  dynVtepConfig:\n"
+            "    aa-01: {entry: 1, entity: {vtepConfig: {vtep1: {vlanToVniMap: {'eth2|20': 1020, "
+            "'eth1|100': 1100}}}}}\n"
+            "  portVlanConfig:\n"
+            "    aa-01: {entry: 1, entity: {portAllowedVlanList: {eth10: '1', eth2: '2'}, "
+            "portNativeVlan: {eth2: 0}}}\n"
+            "status:\n"
+            "  networkElementCollection: {'bb:02': {}, 'aa:01': {}}\n"
+            "  requestedResourcesCollection: {web-1: {}}\n"));
+  EXPECT_EQ(fabric.section("vtepConfig")->dump(),
+            R"({"aa-01":{"vtep1":{"eth1|100":1100,"eth2|20":1020}}})");
+  EXPECT_EQ(
+      fabric.section("portVlanConfig")->dump(),
+      R"({"aa-01":{"portAllowedVlanList":{"eth10":"1","eth2":"2"},"portNativeVlan":{"eth2":0}}})");
+  EXPECT_EQ(fabric.section("elements")->dump(), R"({"aa:01":{},"bb:02":{}})");
+  EXPECT_EQ(fabric.section("requests")->dump(), R"({"web-1":{}})");
+  EXPECT_EQ(fabric.section("switchNodes")->dump(), "[]") << "no agent, no switch nodes";
+  std::string why;
+  EXPECT_FALSE(fabric.section("nonsense", &why));
+  EXPECT_EQ(why, "no such section");
+}
+
+TEST_F(FabricTest, ClientRecordsTakeEveryField) {
+  ASSERT_FALSE(
+      apply("config: {enabled: true, vlanToVniMap: {'t|n': {'100-199': '10100-10199'}}}\n"
+            "clients:\n"
+            "  c1:\n"
+            "    entity:\n"
+            "      resourcesForSwitchport:\n"
+            "        'aa:01|eth1':\n"
+            "          nativeVlan: 5\n"
+            "          vlan: {100: {mappedVni: {10100: true}, domain: {'t|n': true}}}\n"
+            "          remoteHost: {web-1: true, web-2: false}\n"));
+  EXPECT_TRUE(fabric.config()->enabled());
+  EXPECT_EQ(fabric.config()->vniForVlan({"t", "n"}, 150), 10150u);
+  auto rrc = Vek::ptrCast<VirtualNetwork::Client::RequestedResourcesCollection>(
+      fabric.clientDir()->entityPtr("c1"));
+  auto port = rrc->resourcesForSwitchport({"aa:01", "eth1"});
+  ASSERT_TRUE(port);
+  EXPECT_EQ(port->nativeVlan()->vlanId(), 5u);
+  EXPECT_TRUE(port->vlan(100)->mappedVni(10100));
+  EXPECT_TRUE(port->vlan(100)->domain({"t", "n"}));
+  EXPECT_TRUE(port->remoteHost("web-1"));
+  EXPECT_TRUE(port->remoteHostCol().contains("web-2"));
+  EXPECT_FALSE(port->remoteHost("web-2"));
+
+  ASSERT_FALSE(
+      apply("clients: {c1: {entity: {resourcesForSwitchport: {'aa:01|eth1': "
+            "{nativeVlan: null, vlan: {100: {mappedVni: {10100: null}}}}}}}}"));
+  EXPECT_FALSE(port->nativeVlan());
+  EXPECT_FALSE(port->vlan(100)->mappedVni(10100));
+  EXPECT_TRUE(port->vlan(100)->domain({"t", "n"}));
+}
+
+TEST_F(FabricTest, StartAndStopTheAgent) {
+  EXPECT_FALSE(fabric.running());
+  ASSERT_FALSE(fabric.start(YAML::Mark()));
+  EXPECT_TRUE(fabric.running());
+  EXPECT_TRUE(fabric.status()->networkElementCollection()) << "the agent made its outputs";
+  ASSERT_FALSE(fabric.stop(YAML::Mark()));
+  EXPECT_FALSE(fabric.running());
+  EXPECT_TRUE(fabric.status()->networkElementCollection()) << "outputs stay";
+}
+
+}  // namespace
+}  // namespace vnagent
