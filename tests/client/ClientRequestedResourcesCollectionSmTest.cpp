@@ -5,9 +5,10 @@
 namespace VirtualNetwork::Agent::Testing {
 namespace {
 
-using CombinerTest = ClientFixture;
+using ClientRequestedResourcesCollectionSmTest = ClientFixture;
 
-TEST_F(CombinerTest, EachPortEntryHasOneChildThatWithdrawsItsRequestsWhenTheEntryGoes) {
+TEST_F(ClientRequestedResourcesCollectionSmTest,
+       EachPortEntryHasOneChildThatWithdrawsItsRequestsWhenTheEntryGoes) {
   addSwitch(kSwitch);
   start();
   auto collection = clientCollection("c1");
@@ -36,7 +37,8 @@ TEST_F(CombinerTest, EachPortEntryHasOneChildThatWithdrawsItsRequestsWhenTheEntr
   EXPECT_NE(portVlan("eth1", 11), nullptr);
 }
 
-TEST_F(CombinerTest, EntityLeavingOnlyTracesAndEntryLeavingEndsTheClient) {
+TEST_F(ClientRequestedResourcesCollectionSmTest,
+       EntityLeavingOnlyTracesAndEntryLeavingEndsTheClient) {
   addSwitch(kSwitch);
   start();
   request("c1", "eth1")->vlanIs(10);
@@ -57,7 +59,8 @@ TEST_F(CombinerTest, EntityLeavingOnlyTracesAndEntryLeavingEndsTheClient) {
   EXPECT_EQ(ports()->portAllowedVlanList("eth1").value(), Vek::String("20"));
 }
 
-TEST_F(CombinerTest, NewEntityUnderALiveEntryIsRefusedAndTheOldRequestsStay) {
+TEST_F(ClientRequestedResourcesCollectionSmTest,
+       NewEntityUnderALiveEntryIsRefusedAndTheOldRequestsStay) {
   start();
   auto const old = clientCollection("c1");
   old->resourcesForSwitchportIs(intf("eth1"))->vlanIs(10);
@@ -85,7 +88,7 @@ TEST_F(CombinerTest, NewEntityUnderALiveEntryIsRefusedAndTheOldRequestsStay) {
   EXPECT_EQ(port("eth1"), nullptr);
 }
 
-TEST_F(CombinerTest, HostnamesAreWalkedBeforeSwitchPortsAtStart) {
+TEST_F(ClientRequestedResourcesCollectionSmTest, HostnamesAreWalkedBeforeSwitchPortsAtStart) {
   auto collection = Client::RequestedResourcesCollectionIs(Vek::Name("c1"));
   // Written port first: the walk order is the combiner's, not the writer's.
   collection->resourcesForSwitchportIs(intf("eth1"))->vlanIs(10);
@@ -110,7 +113,7 @@ TEST_F(CombinerTest, HostnamesAreWalkedBeforeSwitchPortsAtStart) {
   EXPECT_EQ(Vek::liveObjects<ClientResourcesForSwitchportSm>(), 1u);
 }
 
-TEST_F(CombinerTest, StoppingTheAgentWithdrawsEveryClient) {
+TEST_F(ClientRequestedResourcesCollectionSmTest, StoppingTheAgentWithdrawsEveryClient) {
   addSwitch(kSwitch);
   start();
   request("c1", "eth1")->vlanIs(10);

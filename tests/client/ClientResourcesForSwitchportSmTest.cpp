@@ -3,9 +3,9 @@
 namespace VirtualNetwork::Agent::Testing {
 namespace {
 
-using SwitchportTest = ClientFixture;
+using ClientResourcesForSwitchportSmTest = ClientFixture;
 
-TEST_F(SwitchportTest, TaggedVlanMakesElementAndPortWithoutHoldingEither) {
+TEST_F(ClientResourcesForSwitchportSmTest, TaggedVlanMakesElementAndPortWithoutHoldingEither) {
   start();
   auto eth1 = request("c1", "eth1");
   // An entry that asks for nothing yet already has its element and port.
@@ -24,7 +24,8 @@ TEST_F(SwitchportTest, TaggedVlanMakesElementAndPortWithoutHoldingEither) {
   EXPECT_NE(port("eth1"), nullptr);
 }
 
-TEST_F(SwitchportTest, RequestsWrittenBeforeTheClientIsMountedAreCarriedAtStart) {
+TEST_F(ClientResourcesForSwitchportSmTest,
+       RequestsWrittenBeforeTheClientIsMountedAreCarriedAtStart) {
   auto collection = Client::RequestedResourcesCollectionIs(Vek::Name("c1"));
   auto eth1 = collection->resourcesForSwitchportIs(intf("eth1"));
   auto vlan = eth1->vlanIs(10);
@@ -47,7 +48,8 @@ TEST_F(SwitchportTest, RequestsWrittenBeforeTheClientIsMountedAreCarriedAtStart)
   EXPECT_EQ(ports()->portNativeVlan("eth1").value(), 5);
 }
 
-TEST_F(SwitchportTest, LeavingClientTakesTheUndiscoveredPortWithEveryClientsVlans) {
+TEST_F(ClientResourcesForSwitchportSmTest,
+       LeavingClientTakesTheUndiscoveredPortWithEveryClientsVlans) {
   addSwitch(kSwitch);
   start();
   request("c1", "eth1")->vlanIs(10);
@@ -72,7 +74,8 @@ TEST_F(SwitchportTest, LeavingClientTakesTheUndiscoveredPortWithEveryClientsVlan
   EXPECT_EQ(ports()->portAllowedVlanList("eth1").value(), Vek::String("30"));
 }
 
-TEST_F(SwitchportTest, ElementWithoutOtherHoldersGoesWithTheLeavingClientWhateverPortsItHas) {
+TEST_F(ClientResourcesForSwitchportSmTest,
+       ElementWithoutOtherHoldersGoesWithTheLeavingClientWhateverPortsItHas) {
   start();
   request("c1", "eth1")->remoteHostIs("web-1", true);
   request("c2", "eth2")->vlanIs(20);
@@ -86,7 +89,25 @@ TEST_F(SwitchportTest, ElementWithoutOtherHoldersGoesWithTheLeavingClientWhateve
   EXPECT_EQ(names(element("web-1")->referrerCol()), Names{"c1"});
 }
 
-TEST_F(SwitchportTest, DiscoveredPortStaysAndLosesOnlyTheLeavingClientsShare) {
+TEST_F(ClientResourcesForSwitchportSmTest, WithdrawalsAfterTheModelWasEmptiedFindNothingToDo) {
+  start();
+  config->enabledIs(true);
+  auto eth1 = request("c1", "eth1");
+  eth1->vlanIs(10)->mappedVniIs(100);
+  eth1->remoteHostIs("web-1", true);
+  eth1->nativeVlanIs(new Client::UntaggedVlan(5));
+  config->enabledIs(false);  // the agent empties its output
+  auto const& all = status->networkElementCollection()->networkElementCol();
+  ASSERT_TRUE(all.empty());
+  eth1->remoteHostIs("web-1", false);
+  eth1->nativeVlanIs(nullptr);
+  eth1->vlan(10)->mappedVniDel(100);
+  EXPECT_TRUE(all.empty());
+  leave("c1");
+  EXPECT_TRUE(all.empty());
+}
+
+TEST_F(ClientResourcesForSwitchportSmTest, DiscoveredPortStaysAndLosesOnlyTheLeavingClientsShare) {
   addSwitch(kSwitch);
   start();
   auto c1 = request("c1", "eth1");
@@ -119,7 +140,7 @@ TEST_F(SwitchportTest, DiscoveredPortStaysAndLosesOnlyTheLeavingClientsShare) {
   EXPECT_TRUE(port("eth1")->nativeVlanCol().empty());
 }
 
-TEST_F(SwitchportTest, NativeVlansOfClientsStandSideBySideEachWithItsHolders) {
+TEST_F(ClientResourcesForSwitchportSmTest, NativeVlansOfClientsStandSideBySideEachWithItsHolders) {
   addSwitch(kSwitch);
   start();
   auto c1 = request("c1", "eth1");
@@ -145,7 +166,8 @@ TEST_F(SwitchportTest, NativeVlansOfClientsStandSideBySideEachWithItsHolders) {
   EXPECT_EQ(count("Adding native vlan 0 to eth1"), 0);
 }
 
-TEST_F(SwitchportTest, ChangedNativeVlanIsReplacedAndAnUnchangedOneIsMadeAgain) {
+TEST_F(ClientResourcesForSwitchportSmTest,
+       ChangedNativeVlanIsReplacedAndAnUnchangedOneIsMadeAgain) {
   addSwitch(kSwitch);
   start();
   auto c1 = request("c1", "eth1");
@@ -173,7 +195,7 @@ TEST_F(SwitchportTest, ChangedNativeVlanIsReplacedAndAnUnchangedOneIsMadeAgain) 
   EXPECT_EQ(names(shared->referrerCol()), (Names{"c2", "c1"}));
 }
 
-TEST_F(SwitchportTest, RemoteHostHangsAHostElementOnThePortUntilItGoes) {
+TEST_F(ClientResourcesForSwitchportSmTest, RemoteHostHangsAHostElementOnThePortUntilItGoes) {
   addSwitch(kSwitch);
   start();
   auto eth1 = request("c1", "eth1");
@@ -202,7 +224,7 @@ TEST_F(SwitchportTest, RemoteHostHangsAHostElementOnThePortUntilItGoes) {
   }
 }
 
-TEST_F(SwitchportTest, HostHeldByAnotherClientStaysButLeavesThisPort) {
+TEST_F(ClientResourcesForSwitchportSmTest, HostHeldByAnotherClientStaysButLeavesThisPort) {
   addSwitch(kSwitch);
   start();
   auto c1 = request("c1", "eth1");
@@ -218,7 +240,8 @@ TEST_F(SwitchportTest, HostHeldByAnotherClientStaysButLeavesThisPort) {
   EXPECT_EQ(port("eth2")->configuredElement(Vek::Name("web-1")), element("web-1"));
 }
 
-TEST_F(SwitchportTest, ClientsSharingADomainShareOneReferrerAndTheFirstRemovalEndsIt) {
+TEST_F(ClientResourcesForSwitchportSmTest,
+       ClientsSharingADomainShareOneReferrerAndTheFirstRemovalEndsIt) {
   addSwitch(kSwitch);
   start();
   auto c1 = request("c1", "eth1")->vlanIs(10);
@@ -234,7 +257,7 @@ TEST_F(SwitchportTest, ClientsSharingADomainShareOneReferrerAndTheFirstRemovalEn
   ASSERT_NE(c2->domain(domain()), nullptr);
 }
 
-TEST_F(SwitchportTest, ClientLeavingASharedVlanTakesItsVnisAndLeavesTheDomain) {
+TEST_F(ClientResourcesForSwitchportSmTest, ClientLeavingASharedVlanTakesItsVnisAndLeavesTheDomain) {
   // The client withdraws VLAN 10 either by removing it or by leaving.
   for (bool const byLeaving : {false, true}) {
     SCOPED_TRACE(byLeaving ? "client leaves" : "VLAN removed");

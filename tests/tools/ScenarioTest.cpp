@@ -85,7 +85,7 @@ TEST(ScenarioLoad, WrongTypesSayWhatWasExpected) {
   EXPECT_EQ(fault("steps:\n  - set: {config: null}\n"),
             "s.yaml:2:11: expected a mapping in step 1 set at config, found null");
   EXPECT_EQ(fault("steps:\n  - expect: {switchNodes: {a: 1}}\n"),
-            "s.yaml:2:27: expected a list of a name or null in step 1 expect at switchNodes, found "
+            "s.yaml:2:27: expected a list of names or null in step 1 expect at switchNodes, found "
             "a mapping");
   EXPECT_EQ(fault("steps:\n  - start: agnet\n"),
             "s.yaml:2:12: expected 'agent' in step 1 start, found 'agnet'");

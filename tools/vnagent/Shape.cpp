@@ -65,7 +65,7 @@ std::string Shape::describe() const {
       text = "a mapping keyed by " + describeKey(key);
       break;
     case Kind::set:
-      text = "a list of " + describeKey(key);
+      text = "a list of " + describeKeys(key);
       break;
     case Kind::list:
       text = "a list";
@@ -95,6 +95,22 @@ std::string describeKey(KeyKind key) {
       return "'<port>|<vlan>'";
   }
   return "a key";
+}
+
+std::string describeKeys(KeyKind key) {
+  switch (key) {
+    case KeyKind::text:
+      return "names";
+    case KeyKind::u32:
+      return "whole numbers from 0 to 4294967295";
+    case KeyKind::pair:
+      return "'<first>|<second>' pairs";
+    case KeyKind::range:
+      return "ranges '<min>-<max>'";
+    case KeyKind::portVlan:
+      return "'<port>|<vlan>' pairs";
+  }
+  return "keys";
 }
 
 ShapePtr record(std::vector<Field> fields, bool nullable) {

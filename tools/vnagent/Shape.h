@@ -87,7 +87,10 @@ ShapePtr word(std::vector<std::string> words, bool nullable = false);
 // A scalar of `scalarShape`, or a mapping of `mappingShape`.
 ShapePtr either(ShapePtr scalarShape, ShapePtr mappingShape, bool nullable = false);
 
+// "a name", "a whole number from 0 to 4294967295"...; describeKeys gives
+// the plural ("names").
 std::string describeKey(KeyKind key);
+std::string describeKeys(KeyKind key);
 
 // --- Reading the texts of keys and values ----------------------------------
 

@@ -9,6 +9,7 @@
 // (or the command line was wrong).
 
 #include <iostream>
+#include <optional>
 #include <string>
 #include <vector>
 
