@@ -18,7 +18,7 @@ namespace {
 
 constexpr char kAssertion[] = "Assertion `";
 constexpr char kFailed[] = "' failed";
-// The part of the child's standard error kept to find the assertion.
+// What is kept of the child's standard error, to find the assertion in it.
 constexpr std::size_t kKeptError = 1 << 20;
 
 // The whole line of the last assertion message in `text`.
