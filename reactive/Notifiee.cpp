@@ -11,7 +11,19 @@ NotifieeList::~NotifieeList() {
 }
 
 void NotifieeList::visit(AttributeId id, void const* key) const {
-  ++walks_;
+  // Ends the walk also when a handler throws: the count of live walks must
+  // come down, or the list would never be compacted again.
+  struct Walk {
+    NotifieeList const& list;
+    explicit Walk(NotifieeList const& l) : list(l) { ++list.walks_; }
+    ~Walk() {
+      if (--list.walks_ == 0 && list.dead_ != 0) {
+        list.list_.erase(std::remove(list.list_.begin(), list.list_.end(), nullptr),
+                         list.list_.end());
+        list.dead_ = 0;
+      }
+    }
+  } const walk(*this);
   // Notifiees added from here on hear only later changes.
   std::size_t const end = list_.size();
   for (std::size_t i = 0; i < end; ++i) {
@@ -19,10 +31,6 @@ void NotifieeList::visit(AttributeId id, void const* key) const {
     if (!n || !n->hasNotificationActive()) continue;
     Ptr<NotifieeConst> hold(n);
     n->onAttribute(id, key);
-  }
-  if (--walks_ == 0 && dead_ != 0) {
-    list_.erase(std::remove(list_.begin(), list_.end(), nullptr), list_.end());
-    dead_ = 0;
   }
 }
 
