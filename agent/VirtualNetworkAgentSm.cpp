@@ -153,7 +153,7 @@ void VirtualNetworkAgentSm::rmsDelAll() { rms_.delAll(); }
 // --- Handlers -------------------------------------------------------------------
 
 void VirtualNetworkAgentSm::handleEnabled() {
-  VEK_TRACE(9) << "";
+  VEK_ENTRY << "";
   Vek::Ptr<Config const> const config = this->config();
   if (!config) return;
   if (config->enabled()) {
@@ -164,7 +164,7 @@ void VirtualNetworkAgentSm::handleEnabled() {
 }
 
 void VirtualNetworkAgentSm::handleInitialized() {
-  VEK_TRACE(9) << "";
+  VEK_ENTRY << "";
   if (initialized()) return;
   Vek::Ptr<Status> const status = this->status();
   if (!status->networkElementCollection()) {
@@ -205,7 +205,7 @@ void VirtualNetworkAgentSm::handleInitialized() {
 // Empties the two outputs and nothing else: the machines stay, and
 // `initialized` stays true, so `enabled` going true again rebuilds nothing.
 void VirtualNetworkAgentSm::doCleanup() {
-  VEK_TRACE(9) << "";
+  VEK_ENTRY << "";
   Vek::Ptr<Status> const status = this->status();
   if (auto const collection = status->networkElementCollection()) collection->destroy();
   if (auto const collection = status->requestedResourcesCollection()) {
@@ -214,7 +214,7 @@ void VirtualNetworkAgentSm::doCleanup() {
 }
 
 void VirtualNetworkAgentSm::handleRequestedResourcesColConfigDir(Vek::String client) {
-  VEK_TRACE(9) << "client : " << client;
+  VEK_ENTRY << "client : " << client;
   Vek::Ptr<Vek::Dir> const dir = requestedResourcesColDir();
   if (!dir) return;
   if (!dir->entityPtr(client)) {
@@ -232,46 +232,49 @@ void VirtualNetworkAgentSm::handleRequestedResourcesColConfigDir(Vek::String cli
     return;
   }
   VEK_TRACE(2) << "VirtualNetworkAgent client " << client << " added";
-  // The directory holds nothing but client collections: unlike the switch
-  // directories, the type is not tested.
-  auto const requests = Vek::Ptr<Client::RequestedResourcesCollection const>(
-      static_cast<Client::RequestedResourcesCollection const*>(dir->entityPtr(client).ptr()));
+  // The directory holds nothing but client collections, so the result is
+  // not tested; an entity of another type converts to null, and the combiner
+  // then watches nothing.
+  auto const requests =
+      Vek::ptrCast<Client::RequestedResourcesCollection const>(dir->entityPtr(client));
   rrcCombinerSmIs(client, requests, status()->networkElementCollection(),
                   status()->requestedResourcesCollection());
 }
 
 // A client's combiner ends with its directory entry, not with the entity.
 void VirtualNetworkAgentSm::VekRequestedResourcesColDirEntry::doCleanup() {
+  VEK_ENTRY << fwkKey();
   VirtualNetworkAgentSm* const agent = owner();
   Vek::Ptr<Vek::Dir::Entry const> const entry = notifier();
   if (agent && entry) agent->rrcCombinerSmDel(entry->name());
 }
 
 template <class Expected>
-void VirtualNetworkAgentSm::handleMount(char const* signature, Vek::Ptr<Vek::Dir> const& dir,
+void VirtualNetworkAgentSm::handleMount(Vek::TraceSite const& site, Vek::Ptr<Vek::Dir> const& dir,
                                         Vek::String const& switchId, char const* path,
                                         void (RemoteMountsStatus::*flagIs)(bool)) {
+  VEK_TRACE_SITE_OF(site);
   // The record comes into being on any news of the switch, its deletion too.
   Vek::Ptr<RemoteMountsStatus> const record = remoteMountsStatusIs(switchId);
   if (!dir) return;
   if (!dir->entityPtr(switchId)) {
-    VEK_TRACE_AS(signature, 2) << "switch deleted";
+    VEK_TRACE(2) << "switch deleted";
     (record.ptr()->*flagIs)(false);
     return;
   }
   Vek::Ptr<Vek::Dir::Entry> const entry = dir->entryState(switchId);
   if (!entry) {
-    VEK_TRACE_AS(signature, 2) << "switch subdir added, but not instantiated yet";
+    VEK_TRACE(2) << "switch subdir added, but not instantiated yet";
     return;
   }
   if (entry->status() != Vek::Dir::Entry::synchronised) {
     // A ready switch stays ready while its entry leaves the synchronised state.
-    VEK_TRACE_AS(signature, 2) << "entry instantiated but not synchronized";
+    VEK_TRACE(2) << "entry instantiated but not synchronized";
     return;
   }
-  VEK_TRACE_AS(signature, 2) << "switch added";
+  VEK_TRACE(2) << "switch added";
   if (!Vek::ptrCast<Expected>(dir->entityPtr(switchId))) {
-    VEK_TRACE_AS(signature, 2) << "switchId " << switchId << " doesn't exist in " << path;
+    VEK_TRACE(2) << "switchId " << switchId << " doesn't exist in " << path;
     (record.ptr()->*flagIs)(false);
     return;
   }
@@ -279,28 +282,29 @@ void VirtualNetworkAgentSm::handleMount(char const* signature, Vek::Ptr<Vek::Dir
 }
 
 void VirtualNetworkAgentSm::handlePortVlanConfigMount(Vek::String switchId) {
-  VEK_TRACE(9) << "switchId " << switchId;
+  VEK_ENTRY << "switchId " << switchId;
   handleMount<ControllerProxyAgent::PortVlanConfigV1>(
-      __PRETTY_FUNCTION__, portVlanConfigDir(), switchId,
+      vekTraceSite_, portVlanConfigDir(), switchId,
       "controllerProxyAgent/v1/portVlanConfigDir", &RemoteMountsStatus::portVlanConfigIs);
 }
 
 void VirtualNetworkAgentSm::handleDynVtepConfigDirMount(Vek::String switchId) {
-  VEK_TRACE(9) << "switchId : " << switchId;
+  VEK_ENTRY << "switchId : " << switchId;
   handleMount<VxlanController::VtepConfigDirV2>(
-      __PRETTY_FUNCTION__, dynVtepConfigDir(), switchId,
+      vekTraceSite_, dynVtepConfigDir(), switchId,
       "vxlancontroller/version2/input/dynVtepConfig/openstack",
       &RemoteMountsStatus::dynVtepConfigIs);
 }
 
 void VirtualNetworkAgentSm::handleDynVtepStatusDirMount(Vek::String switchId) {
-  VEK_TRACE(9) << "switchId : " << switchId;
-  handleMount<VxlanController::VtepStatusDirV2>(__PRETTY_FUNCTION__, dynVtepStatusDir(), switchId,
+  VEK_ENTRY << "switchId : " << switchId;
+  handleMount<VxlanController::VtepStatusDirV2>(vekTraceSite_, dynVtepStatusDir(), switchId,
                                                 "vxlan/version2/vtepStatusDir",
                                                 &RemoteMountsStatus::dynVtepStatusIs);
 }
 
 void VirtualNetworkAgentSm::handleTopologyStatus(Vek::Name host) {
+  VEK_TRACE_SITE;
   // The topology keys its hosts by colon MAC, the switch directories by dash.
   Vek::String const switchId = getDashMacString(host);
   VEK_TRACE(9) << " for switchId " << switchId;
@@ -317,6 +321,7 @@ void VirtualNetworkAgentSm::handleTopologyStatus(Vek::Name host) {
 
 // The one place that decides whether a switch has a node.
 void VirtualNetworkAgentSm::VekRms::handleSwitchMounts() {
+  VEK_TRACE_SITE;
   Vek::Ptr<RemoteMountsStatus const> const record = notifier();
   VirtualNetworkAgentSm* const agent = owner();
   if (!record || !agent) return;

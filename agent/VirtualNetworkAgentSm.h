@@ -20,6 +20,7 @@
 #include "client/ClientRequestedResourcesCollectionSm.h"
 #include "reactive/Dir.h"
 #include "reactive/StateMachine.h"
+#include "reactive/Trace.h"
 #include "schema/Roots.h"
 #include "switch/SwitchNodeSm.h"
 #include "topology/TopologySm.h"
@@ -168,7 +169,7 @@ class VirtualNetworkAgentSm : public Vek::StateMachine<VirtualNetworkAgentSm> {
  private:
   // The steps the three mount handlers share; traces name `signature`.
   template <class Expected>
-  void handleMount(char const* signature, Vek::Ptr<Vek::Dir> const& dir,
+  void handleMount(Vek::TraceSite const& site, Vek::Ptr<Vek::Dir> const& dir,
                    Vek::String const& switchId, char const* path,
                    void (RemoteMountsStatus::*flagIs)(bool));
   static DirEntries const* entriesOf(Vek::Ptr<Vek::Dir> const& dir) {

@@ -22,7 +22,7 @@ Vek::Ptr<ClientResourcesForSwitchportSm> clientResourcesForSwitchportSmFactory(
 }
 
 void ClientRequestedResourcesCollectionSm::handleInitialized() {
-  VEK_TRACE(9) << "";
+  VEK_ENTRY << "";
   // No guard: every step is safe to repeat. Hostnames come first.
   if (Vek::Ptr<ClientRequests const> const requests = requestedResourcesCollection()) {
     Vek::forEachKey(requests->resourcesForHostnameCol(),
@@ -35,7 +35,7 @@ void ClientRequestedResourcesCollectionSm::handleInitialized() {
 }
 
 void ClientRequestedResourcesCollectionSm::handleResourcesForHostname(Vek::Name name) {
-  VEK_TRACE(9) << "name : " << name;
+  VEK_ENTRY << "name : " << name;
   Vek::Ptr<ClientRequests const> const requests = requestedResourcesCollection();
   if (requests && requests->resourcesForHostname(name)) {
     VEK_TRACE(2) << "Adding ResourcesForHostName element " << name;
@@ -48,6 +48,7 @@ void ClientRequestedResourcesCollectionSm::handleResourcesForHostname(Vek::Name 
 
 void ClientRequestedResourcesCollectionSm::handleResourcesForSwitchport(
     Client::SwitchInterface const& intf) {
+  VEK_TRACE_SITE;
   VEK_TRACE(9) << "SwitchInterface : " << intf;
   Vek::Ptr<ClientRequests const> const requests = requestedResourcesCollection();
   auto const entry = requests ? requests->resourcesForSwitchport(intf) : nullptr;

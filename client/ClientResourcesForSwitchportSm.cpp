@@ -25,7 +25,7 @@ Vek::Ptr<PhysicalInterface> ClientResourcesForSwitchportSm::port() const {
 }
 
 void ClientResourcesForSwitchportSm::handleInitialized() {
-  VEK_TRACE(9) << "";
+  VEK_ENTRY << "";
   // No referrer on the element or the port here: only a remote host gives
   // them this client's hold.
   Vek::Ptr<NetworkElement> const element =
@@ -47,7 +47,7 @@ void ClientResourcesForSwitchportSm::handleInitialized() {
 }
 
 void ClientResourcesForSwitchportSm::handleVlan(U32 vlanId) {
-  VEK_TRACE(9) << "VLAN : " << vlanId;
+  VEK_ENTRY << "VLAN : " << vlanId;
   // Both paths make the element and the port: a removal can leave them empty.
   Vek::Ptr<NetworkElement> const element =
       networkElementCollection()->networkElementIs(intf().switchId());
@@ -69,7 +69,7 @@ void ClientResourcesForSwitchportSm::handleVlan(U32 vlanId) {
 }
 
 void ClientResourcesForSwitchportSm::handleNativeVlan() {
-  VEK_TRACE(9) << "switchId: " << intf().switchId() << " Interface: " << intf().intfName();
+  VEK_ENTRY << "switchId: " << intf().switchId() << " Interface: " << intf().intfName();
   Vek::Ptr<ClientRequest const> const request = resourcesForSwitchport();
   auto const native = request ? request->nativeVlan() : nullptr;
   U32 const wanted = native ? native->vlanId() : 0;
@@ -93,7 +93,7 @@ void ClientResourcesForSwitchportSm::handleNativeVlan() {
 }
 
 void ClientResourcesForSwitchportSm::handleRemoteHost(Vek::String host) {
-  VEK_TRACE(9) << "host : " << host;
+  VEK_ENTRY << "host : " << host;
   Vek::Ptr<NetworkElementCollection> const elements = networkElementCollection();
   Vek::Ptr<ClientRequest const> const request = resourcesForSwitchport();
   if (request && request->remoteHost(host)) {
@@ -128,7 +128,7 @@ void ClientResourcesForSwitchportSm::handleRemoteHost(Vek::String host) {
 }
 
 void ClientResourcesForSwitchportSm::doCleanup() {
-  VEK_TRACE(9) << "";
+  VEK_ENTRY << "";
   Vek::Ptr<NetworkElementCollection> const elements = networkElementCollection();
   Vek::Ptr<NetworkElement> const element = this->element();
   if (!elements || !element) return;
@@ -178,6 +178,7 @@ void ClientResourcesForSwitchportSm::doCleanup() {
 // --- VekHostVlan ------------------------------------------------------------------
 
 void ClientResourcesForSwitchportSm::VekHostVlan::handleInitialized() {
+  VEK_TRACE_SITE;
   U32 const vlanId = this->vlanId();
   VEK_TRACE(9) << "VLAN: " << vlanId;
   ClientResourcesForSwitchportSm* const sm = owner();
@@ -190,6 +191,7 @@ void ClientResourcesForSwitchportSm::VekHostVlan::handleInitialized() {
 }
 
 void ClientResourcesForSwitchportSm::VekHostVlan::handleMappedVni(U32 vni) {
+  VEK_TRACE_SITE;
   U32 const vlanId = this->vlanId();
   VEK_TRACE(9) << "VLAN : " << vlanId << " VNI: " << vni;
   ClientResourcesForSwitchportSm* const sm = owner();
@@ -213,6 +215,7 @@ void ClientResourcesForSwitchportSm::VekHostVlan::handleMappedVni(U32 vni) {
 
 void ClientResourcesForSwitchportSm::VekHostVlan::handleVlanDomain(
     Client::ClientDomain const& domain) {
+  VEK_TRACE_SITE;
   U32 const vlanId = this->vlanId();
   // The one handler of the client side whose entry trace is at level 2.
   VEK_TRACE(2) << "VLAN: " << vlanId << " domain: " << domain;
@@ -242,6 +245,7 @@ void ClientResourcesForSwitchportSm::VekHostVlan::handleVlanDomain(
 }
 
 void ClientResourcesForSwitchportSm::VekHostVlan::doCleanup() {
+  VEK_TRACE_SITE;
   U32 const vlanId = this->vlanId();
   VEK_TRACE(9) << "VLAN: " << vlanId;
   ClientResourcesForSwitchportSm* const sm = owner();

@@ -18,7 +18,7 @@ void NetworkElementCollectionSm::networkElementDelAll() { networkElement_.delAll
 
 // Not guarded against a second run.
 void NetworkElementCollectionSm::handleInitialized() {
-  VEK_TRACE(9) << "";
+  VEK_ENTRY << "";
   if (Vek::Ptr<NetworkElementCollection> const elements = networkElementCollection()) {
     Vek::forEachKey(elements->networkElementCol(),
                     [&](Vek::Name const& name) { handleNetworkElement(name); });
@@ -31,7 +31,7 @@ void NetworkElementCollectionSm::handleInitialized() {
 }
 
 void NetworkElementCollectionSm::handleNetworkElement(Vek::Name name) {
-  VEK_TRACE(9) << name;
+  VEK_ENTRY << name;
   Vek::Ptr<NetworkElementCollection> const elements = networkElementCollection();
   if (!elements) return;
   // A removed element is handled by the upkeep, through handleCleanup.
@@ -48,7 +48,7 @@ void NetworkElementCollectionSm::handleNetworkElement(Vek::Name name) {
 }
 
 void NetworkElementCollectionSm::handleResourcesForHostname(Vek::Name hostname) {
-  VEK_TRACE(9) << hostname;
+  VEK_ENTRY << hostname;
   Vek::Ptr<RequestedResourcesCollection> const requests = requestedResourcesCollection();
   Vek::Ptr<ResourcesForHostname> const resources =
       requests ? requests->resourcesForHostname(hostname) : nullptr;
@@ -67,6 +67,7 @@ void NetworkElementCollectionSm::handleResourcesForHostname(Vek::Name hostname) 
 }
 
 void NetworkElementCollectionSm::VekNetworkElement::deleteIfNotNecessary() {
+  VEK_TRACE_SITE;
   Vek::Ptr<NetworkElement const> const element = notifier();
   if (!element) return;
   VEK_TRACE(9) << element->name();
@@ -85,6 +86,7 @@ void NetworkElementCollectionSm::VekNetworkElement::deleteIfNotNecessary() {
 }
 
 void NetworkElementCollectionSm::VekNetworkElement::handleCleanup() {
+  VEK_TRACE_SITE;
   Vek::Ptr<NetworkElement const> const element = notifier();
   if (!element) return;
   VEK_TRACE(9) << element->name();

@@ -51,12 +51,13 @@ void NetworkElementSm::portGroupDelAll() { portGroup_.delAll(); }
 // --- Handlers -------------------------------------------------------------------
 
 void NetworkElementSm::handleInitialized() {
-  VEK_TRACE(9) << name();
+  VEK_ENTRY << name();
   handleIsSwitchElement();
   initialized_.set(true);
 }
 
 void NetworkElementSm::handleIsSwitchElement() {
+  VEK_TRACE_SITE;
   Vek::Ptr<NetworkElement> const element = networkElement();
   if (!element) return;
   bool const isSwitch = element->isSwitchElement();
@@ -80,11 +81,12 @@ void NetworkElementSm::handleIsSwitchElement() {
 }
 
 void NetworkElementSm::handleTopologyHost() {
-  VEK_TRACE(9) << name();
+  VEK_ENTRY << name();
   handleTopologyPortGroup();
 }
 
 void NetworkElementSm::handleResourcesForHostname() {
+  VEK_TRACE_SITE;
   Vek::Ptr<NetworkElement> const element = networkElement();
   if (!element) return;
   VEK_TRACE(9) << element->hostname();
@@ -93,7 +95,7 @@ void NetworkElementSm::handleResourcesForHostname() {
 }
 
 void NetworkElementSm::handleInterface(Vek::String name) {
-  VEK_TRACE(9) << name;
+  VEK_ENTRY << name;
   Vek::Ptr<NetworkElement> const element = networkElement();
   if (!element) return;
   // A removed interface needs no work.
@@ -103,7 +105,7 @@ void NetworkElementSm::handleInterface(Vek::String name) {
 }
 
 void NetworkElementSm::handlePhysicalInterface(Vek::String name) {
-  VEK_TRACE(9) << name;
+  VEK_ENTRY << name;
   Vek::Ptr<NetworkElement> const element = networkElement();
   if (!element) return;
   Vek::Ptr<PhysicalInterface> const interface = element->physicalInterface(name);
@@ -137,7 +139,7 @@ void NetworkElementSm::handlePhysicalInterface(Vek::String name) {
 }
 
 void NetworkElementSm::handleNePortGroup(Vek::String name) {
-  VEK_TRACE(9) << name;
+  VEK_ENTRY << name;
   Vek::Ptr<NetworkElement> const element = networkElement();
   if (!element) return;
   if (Vek::Ptr<PortGroup> const group = element->portGroup(name)) {
@@ -152,6 +154,7 @@ void NetworkElementSm::handleNePortGroup(Vek::String name) {
 }
 
 void NetworkElementSm::handleTopologyPortGroup(Vek::Name name) {
+  VEK_TRACE_SITE;
   Vek::Ptr<NetworkElement> const element = networkElement();
   if (!element) return;
   VEK_TRACE(9) << element->name() << " " << name;
@@ -168,7 +171,7 @@ void NetworkElementSm::handleTopologyPortGroup(Vek::Name name) {
 }
 
 void NetworkElementSm::handleTopologyPortGroup() {
-  VEK_TRACE(9) << name();
+  VEK_ENTRY << name();
   Vek::Ptr<Host const> const host = topologyHost();
   if (!host) return;
   Vek::forEachKey(host->portGroupCol(),
@@ -176,7 +179,7 @@ void NetworkElementSm::handleTopologyPortGroup() {
 }
 
 void NetworkElementSm::doCleanup() {
-  VEK_TRACE(9) << name();
+  VEK_ENTRY << name();
   Vek::Ptr<NetworkElement> const element = networkElement();
   if (!element) return;
   element->vlanDelAll();
@@ -186,6 +189,7 @@ void NetworkElementSm::doCleanup() {
 // --- VekPhysicalInterface ----------------------------------------------------------
 
 void NetworkElementSm::VekPhysicalInterface::handleVlan(U32 vlan) {
+  VEK_TRACE_SITE;
   NetworkElementSm* const sm = owner();
   Vek::Ptr<PhysicalInterface> const interface = notifier();
   if (!sm || !interface) return;
@@ -214,6 +218,7 @@ void NetworkElementSm::VekPhysicalInterface::handleVlan(U32 vlan) {
 }
 
 void NetworkElementSm::VekPhysicalInterface::handleCleanup() {
+  VEK_TRACE_SITE;
   Vek::Ptr<PhysicalInterface> const interface = notifier();
   if (!interface) return;
   VEK_TRACE(9) << interface->name();
@@ -243,6 +248,7 @@ void NetworkElementSm::VekPhysicalInterface::handleCleanup() {
 // --- VekPortGroup -------------------------------------------------------------------
 
 void NetworkElementSm::VekPortGroup::handleMemberPort(Vek::Name name) {
+  VEK_TRACE_SITE;
   Vek::Ptr<NetworkTopologyAggregatorV3::PortGroup const> const group = notifier();
   NetworkElementSm* const sm = owner();
   if (!group || !sm) return;
@@ -264,6 +270,7 @@ void NetworkElementSm::VekPortGroup::handleMemberPort(Vek::Name name) {
 }
 
 void NetworkElementSm::VekPortGroup::handleMemberPort() {
+  VEK_TRACE_SITE;
   Vek::Ptr<NetworkTopologyAggregatorV3::PortGroup const> const group = notifier();
   if (!group) return;
   VEK_TRACE(9) << group->name();

@@ -38,15 +38,14 @@ TraceStream& TraceStream::operator<<(Entity const* e) {
   return *this;
 }
 
-TraceHelper::TraceHelper(int level, void const* object, char const* signature, int line,
-                         char const* function)
-    : level_(level), object_(object), signature_(signature), line_(line), function_(function) {}
+TraceHelper::TraceHelper(int level, void const* object, TraceSite const& site, int line)
+    : level_(level), object_(object), site_(site), line_(line) {}
 
 void TraceHelper::trace() {
   char address[32];
   std::snprintf(address, sizeof address, "%p", object_);
-  traceHandle().write(TraceRecord{level_, address, signature_, stream_.str(), "VirtualNetworkAgent",
-                                  line_, function_});
+  traceHandle().write(TraceRecord{level_, address, site_.signature, stream_.str(),
+                                  "VirtualNetworkAgent", line_, site_.function});
 }
 
 }  // namespace Vek

@@ -6,9 +6,19 @@
 //   3  detail inside a change
 //   9  entry of every handler
 //
-// A trace site is one statement:
+// A handler opens with its level 9 entry line, which also names the handler
+// as the site of every line traced below it, lambdas of its walks included:
 //
-//   VEK_TRACE(2) << "client " << client << " added";
+//   void TopologySm::handleHost(Vek::Name name) {
+//     VEK_ENTRY << name;
+//     Vek::forEachKey(ports, [&](Vek::Name port) { VEK_TRACE(2) << "Port " << port; });
+//   }
+//
+// A function that traces without an entry line names itself with
+// VEK_TRACE_SITE; a step shared by several handlers is handed the caller's
+// site (`vekTraceSite_`, the name the site has in scope) and traces on its
+// behalf with VEK_TRACE_SITE_OF(site). A trace site
+// outside such a scope does not compile, so no line can lose its handler.
 //
 // When the level is off the site costs one call and the message is not
 // built. A line reads "<object> [ <full signature> ] <message>", the object
@@ -28,6 +38,13 @@
 namespace Vek {
 
 class Entity;
+
+// The function on whose behalf lines are traced: its full signature and its
+// plain name.
+struct TraceSite {
+  char const* signature;
+  char const* function;
+};
 
 // One trace line as a sink receives it.
 struct TraceRecord {
@@ -92,7 +109,7 @@ class TraceHelper {
   static bool createIfEnabled(TraceHandle const& handle, int level) {
     return handle.enabled(level);
   }
-  TraceHelper(int level, void const* object, char const* signature, int line, char const* function);
+  TraceHelper(int level, void const* object, TraceSite const& site, int line);
   TraceHelper(TraceHelper const&) = delete;
   TraceHelper& operator=(TraceHelper const&) = delete;
   ~TraceHelper() { trace(); }
@@ -103,26 +120,30 @@ class TraceHelper {
 
   int level_;
   void const* object_;
-  char const* signature_;
+  TraceSite site_;
   int line_;
-  char const* function_;
   TraceStream stream_;
 };
 
 }  // namespace Vek
 
+// Names the enclosing function as the site of the lines traced in this scope.
+#define VEK_TRACE_SITE ::Vek::TraceSite const vekTraceSite_{__PRETTY_FUNCTION__, __func__}
+
+// Traces in this scope on behalf of `site`, a handler that shares this step.
+#define VEK_TRACE_SITE_OF(site) ::Vek::TraceSite const vekTraceSite_ = (site)
+
 // A loop of at most one pass rather than an if: safe inside an unbraced if.
 #define VEK_TRACE_OBJ(object, level)                                                        \
   for (bool vekTraceOn_ = ::Vek::TraceHelper::createIfEnabled(::Vek::traceHandle(), level); \
        vekTraceOn_; vekTraceOn_ = false)                                                    \
-  ::Vek::TraceHelper(level, object, __PRETTY_FUNCTION__, __LINE__, __func__).stream()
+  ::Vek::TraceHelper(level, object, vekTraceSite_, __LINE__).stream()
 
 // Traces from a member function, naming `this` as the object.
 #define VEK_TRACE(level) VEK_TRACE_OBJ(static_cast<void const*>(this), level)
 
-// Traces on behalf of the function whose signature is given: for the steps
-// that several handlers share, each line still names the handler.
-#define VEK_TRACE_AS(signature, level)                                                      \
-  for (bool vekTraceOn_ = ::Vek::TraceHelper::createIfEnabled(::Vek::traceHandle(), level); \
-       vekTraceOn_; vekTraceOn_ = false)                                                    \
-  ::Vek::TraceHelper(level, static_cast<void const*>(this), signature, __LINE__, __func__).stream()
+// The first statement of every handler: names the site and writes the
+// level 9 entry line.
+#define VEK_ENTRY \
+  VEK_TRACE_SITE; \
+  VEK_TRACE(9)

@@ -79,13 +79,14 @@ void SwitchNodeSm::VekInterface::dynVlanDel(U32 vlan) { dynVlan_.del(vlan); }
 
 // --- Handlers -------------------------------------------------------------------
 
-void SwitchNodeSm::handleInitialized() { VEK_TRACE(9) << switchId(); }
+void SwitchNodeSm::handleInitialized() { VEK_ENTRY << switchId(); }
 
 // The node's end: the agent root deletes it right after. The VTEP mappings
 // go one by one with the reactors; the port record stays for the next life.
-void SwitchNodeSm::doCleanup() { VEK_TRACE(9) << switchId(); }
+void SwitchNodeSm::doCleanup() { VEK_ENTRY << switchId(); }
 
 bool SwitchNodeSm::isMemberInterface(Vek::String intfName) const {
+  VEK_TRACE_SITE;
   Vek::Ptr<NetworkElement> const element = switchElement();
   Vek::Ptr<PhysicalInterface> const interface =
       element ? element->physicalInterface(intfName) : nullptr;
@@ -95,7 +96,7 @@ bool SwitchNodeSm::isMemberInterface(Vek::String intfName) const {
 }
 
 void SwitchNodeSm::handleSwitchElement() {
-  VEK_TRACE(9) << switchId();
+  VEK_ENTRY << switchId();
   Vek::Ptr<NetworkElement> const element = switchElement();
   Vek::Ptr<PortVlanConfig> const ports = portVlanConfig();
   if (!element || !ports) return;
@@ -129,7 +130,7 @@ void SwitchNodeSm::handleSwitchElement() {
 }
 
 void SwitchNodeSm::handleInterface(Vek::String intfName) {
-  VEK_TRACE(9) << switchId() << " " << intfName;
+  VEK_ENTRY << switchId() << " " << intfName;
   // A member port is carried by its group's interface, never by its name.
   if (isMemberInterface(intfName)) return;
   Vek::Ptr<NetworkElement> const element = switchElement();
@@ -161,7 +162,7 @@ void SwitchNodeSm::handleInterface(Vek::String intfName) {
 }
 
 void SwitchNodeSm::handleVlan(U32 vlan) {
-  VEK_TRACE(9) << switchId() << " " << vlan;
+  VEK_ENTRY << switchId() << " " << vlan;
   Vek::Ptr<NetworkElement> const element = switchElement();
   Vek::Ptr<PortVlanConfig> const ports = portVlanConfig();
   if (!element || !ports) return;
@@ -179,7 +180,7 @@ void SwitchNodeSm::handleVlan(U32 vlan) {
 }
 
 void SwitchNodeSm::handleNetworkElement(Vek::Name name) {
-  VEK_TRACE(9) << switchId() << " " << name;
+  VEK_ENTRY << switchId() << " " << name;
   Vek::Ptr<NetworkElementCollection> const elements = networkElementCollection();
   Vek::Ptr<NetworkElement> const element = elements ? elements->networkElement(name) : nullptr;
   // An element that leaves does not clear the switch element: the node
@@ -190,12 +191,12 @@ void SwitchNodeSm::handleNetworkElement(Vek::Name name) {
 }
 
 void SwitchNodeSm::handleVtepConfig(Vek::String name) {
-  VEK_TRACE(9) << switchId() << " " << name;
+  VEK_ENTRY << switchId() << " " << name;
   // The VTEP's VLAN-to-VNI map is brought in line here with the VNI mapping.
 }
 
 void SwitchNodeSm::handleNativeVlanConflict(Vek::String intfName, U32 vlan) {
-  VEK_TRACE(9) << "Interface: " << intfName << " VLAN: " << vlan;
+  VEK_ENTRY << "Interface: " << intfName << " VLAN: " << vlan;
   Vek::Ptr<NetworkElement> const element = switchElement();
   Vek::Ptr<Interface> const interface = element ? element->interface(intfName) : nullptr;
   Vek::Ptr<PortVlanConfig> const ports = portVlanConfig();
@@ -221,7 +222,7 @@ void SwitchNodeSm::VekInterface::handleInitialized() {
 }
 
 void SwitchNodeSm::VekInterface::handleVlan(U32 vlan) {
-  VEK_TRACE(9) << "VLAN : " << vlan;
+  VEK_ENTRY << "VLAN : " << vlan;
   SwitchNodeSm* const sm = owner();
   Vek::Ptr<Interface> const watched = interface();
   if (!sm || !watched) return;
@@ -255,6 +256,7 @@ void SwitchNodeSm::VekInterface::handleVlan(U32 vlan) {
 }
 
 void SwitchNodeSm::VekInterface::handleNativeVlan(U32 vlan) {
+  VEK_TRACE_SITE;
   SwitchNodeSm* const sm = owner();
   Vek::Ptr<Interface> const watched = interface();
   if (!sm || !watched) return;
@@ -284,6 +286,7 @@ void SwitchNodeSm::VekInterface::handleNativeVlan(U32 vlan) {
 // --- VekPhysicalInterface -----------------------------------------------------------
 
 void SwitchNodeSm::VekPhysicalInterface::handlePortGroup() {
+  VEK_TRACE_SITE;
   Vek::String const name = intfName();
   VEK_TRACE(9) << "Interface: " << name;
   SwitchNodeSm* const sm = owner();

@@ -40,7 +40,7 @@ void TopologySm::topologyEdgeDel(PortKey const& fromPort) { topologyEdge_.del(fr
 void TopologySm::topologyEdgeDelAll() { topologyEdge_.delAll(); }
 
 void TopologySm::handleInitialized() {
-  VEK_TRACE(9) << "";
+  VEK_ENTRY << "";
   // Also reachable through the generic interface after initialisation.
   if (initialized()) {
     VEK_TRACE(1) << "TopologySM already initialized";
@@ -60,7 +60,7 @@ void TopologySm::handleInitialized() {
 }
 
 void TopologySm::handleHost(Vek::Name name) {
-  VEK_TRACE(9) << name;
+  VEK_ENTRY << name;
   Vek::Ptr<TopologyStatus const> const topology = topologyStatus();
   Vek::Ptr<NetworkElementCollection> const elements = networkElementCollection();
   NetworkElementCollectionSm* const collectionSm = networkElementCollectionSm();
@@ -104,7 +104,7 @@ void TopologySm::handleHost(Vek::Name name) {
 }
 
 void TopologySm::handleHostsByHostname(Vek::Name hostname) {
-  VEK_TRACE(9) << hostname;
+  VEK_ENTRY << hostname;
   Vek::Ptr<TopologyStatus const> const topology = topologyStatus();
   auto const group = topology ? topology->hostsByHostname(hostname) : nullptr;
   if (!group) return;
@@ -126,6 +126,7 @@ void TopologySm::handleHostsByHostname(Vek::Name hostname) {
 }
 
 void TopologySm::VekHostsByHostname::handleHost(Vek::Name name) {
+  VEK_TRACE_SITE;
   Vek::Name const hostname = this->hostname();
   VEK_TRACE(9) << name << " " << hostname;
   Vek::Ptr<NetworkTopologyAggregatorV3::HostsByHostname const> const group = notifier();

@@ -197,6 +197,7 @@ TEST_F(AgentTest, MountHandlersTraceTheirEntryAsTheyAlwaysHave) {
   EXPECT_EQ(
       added->signature,
       "void VirtualNetwork::Agent::VirtualNetworkAgentSm::handlePortVlanConfigMount(Vek::String)");
+  EXPECT_STREQ(added->function, "handlePortVlanConfigMount");
 }
 
 TEST_F(AgentTest, ClientEntityBeforeItsEntry) {

@@ -8,7 +8,14 @@ namespace {
 
 struct Tracer {
   void run(int level, int* built) {
+    VEK_TRACE_SITE;
     VEK_TRACE(level) << "value " << expensive(built) << " " << true << " " << Vek::String("s");
+  }
+  // A walk's lambda still traces as the handler that runs the walk.
+  void walk(int n) {
+    VEK_ENTRY << n;
+    auto const visit = [&](int i) { VEK_TRACE(2) << "item " << i; };
+    for (int i = 0; i < n; ++i) visit(i);
   }
   static int expensive(int* built) {
     ++*built;
@@ -56,6 +63,20 @@ TEST_F(TraceTest, LineNamesObjectSignatureAndMessage) {
   std::snprintf(address, sizeof address, "%p", static_cast<void const*>(&t));
   EXPECT_EQ(r.object, address);
   EXPECT_EQ(r.text(), r.object + " [ void {anonymous}::Tracer::run(int, int*) ] value 7 true s");
+}
+
+TEST_F(TraceTest, LinesInsideLambdasNameTheEnclosingHandler) {
+  Vek::traceHandle().levelIs(9);
+  Tracer t;
+  t.walk(2);
+  ASSERT_EQ(records.size(), 3u);
+  EXPECT_EQ(records[0].level, 9);
+  EXPECT_EQ(records[0].message, "2");
+  for (Vek::TraceRecord const& r : records) {
+    EXPECT_EQ(r.signature, "void {anonymous}::Tracer::walk(int)");
+    EXPECT_STREQ(r.function, "walk");
+  }
+  EXPECT_EQ(records[2].message, "item 1");
 }
 
 }  // namespace

@@ -92,11 +92,11 @@ TEST(ScenarioLoad, WrongTypesSayWhatWasExpected) {
   EXPECT_EQ(fault("traceLevel: 10\nsteps: []\n"),
             "s.yaml:1:13: expected a trace level from 0 to 9 in the scenario at traceLevel, found "
             "'10'");
-  EXPECT_EQ(fault("steps:\n  - set: {dirs: {portVlanConfig: {aa: {entity: Foo::Bar}}}}\n"),
-            "s.yaml:2:48: expected one of 'ControllerProxyAgent::PortVlanConfigV1', "
-            "'VxlanController::VtepConfigDirV2', 'VxlanController::VtepStatusDirV2', "
-            "'VirtualNetwork::Client::RequestedResourcesCollection', 'Vek::Entity' or a mapping or "
-            "null in step 1 set at dirs/portVlanConfig/aa/entity, found 'Foo::Bar'");
+  // Any text is an entity of another type; a list is no entity at all.
+  EXPECT_EQ(fault("steps:\n  - set: {dirs: {portVlanConfig: {aa: {entity: Foo::Bar}}}}\n"), "");
+  EXPECT_EQ(fault("steps:\n  - set: {dirs: {portVlanConfig: {aa: {entity: [a]}}}}\n"),
+            "s.yaml:2:48: expected a text or a mapping or null in step 1 set at "
+            "dirs/portVlanConfig/aa/entity, found a list");
 }
 
 TEST(ScenarioLoad, NumbersMustFitThirtyTwoBits) {

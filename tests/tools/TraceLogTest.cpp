@@ -8,7 +8,10 @@ namespace vnagent {
 namespace {
 
 struct Machine {
-  void handleEnabled(int level, char const* message) { VEK_TRACE(level) << message; }
+  void handleEnabled(int level, char const* message) {
+    VEK_TRACE_SITE;
+    VEK_TRACE(level) << message;
+  }
 };
 
 TraceLine line(int level, std::string signature, std::string function, std::string message) {

@@ -12,11 +12,11 @@ ShapePtr boolean(bool nullable = false) { return scalar(ScalarKind::boolean, nul
 // `{"<key>": true}`: membership; null removes.
 ShapePtr members(KeyKind key) { return collection(key, scalar(ScalarKind::present, kNullable)); }
 
-// A directory child: its entry status and its entity (or the name of a
-// foreign type).
+// A directory child: its entry status and its entity, or any text for an
+// entity of another type.
 ShapePtr dirChild(ShapePtr entity) {
   return record({{"entry", number(kNullable)},
-                 {"entity", either(word(entityTypeNames()), std::move(entity), kNullable)}},
+                 {"entity", either(text(), std::move(entity), kNullable)}},
                 kNullable);
 }
 
@@ -192,17 +192,6 @@ std::vector<std::string> const& recordSections() {
   static std::vector<std::string> const sections = {"portVlanConfig", "vtepConfig", "elements",
                                                     "requests", "switchNodes"};
   return sections;
-}
-
-std::vector<std::string> const& entityTypeNames() {
-  static std::vector<std::string> const names = {
-      "ControllerProxyAgent::PortVlanConfigV1",
-      "VxlanController::VtepConfigDirV2",
-      "VxlanController::VtepStatusDirV2",
-      "VirtualNetwork::Client::RequestedResourcesCollection",
-      "Vek::Entity",
-  };
-  return names;
 }
 
 }  // namespace vnagent

@@ -24,8 +24,4 @@ Shape const& checksShape();
 // outputs, in the order in which a check step compares them.
 std::vector<std::string> const& recordSections();
 
-// The types that a text under a directory's `entity` may name, making an
-// entity of that type (usually not the one the directory holds).
-std::vector<std::string> const& entityTypeNames();
-
 }  // namespace vnagent
