@@ -7,7 +7,6 @@
 #include <string>
 #include <string_view>
 
-#include "reactive/Exception.h"
 
 namespace LumoUtils {
 
@@ -16,30 +15,29 @@ namespace {
 bool isBlank(char c) { return c == ' ' || c == '\t'; }
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
-// Reads one VLAN list text into a set, item by item, so that a bad item
-// leaves the set with the items before it.
+// Reads one VLAN list text item by item, so that a malformed item leaves
+// the set with the items before it.
 class Parser {
  public:
   explicit Parser(std::string_view text) : text_(text) {}
 
-  // Calls add(lo, hi) for every item.
+  // Calls add(lo, hi) for every item up to the first malformed one; true if
+  // there was none.
   template <class Add>
-  void run(Add&& add) {
-    if (next() == end) return;
+  bool run(Add&& add) {
+    if (next() == end) return true;
     for (;;) {
-      std::size_t const itemStart = pos_;
-      U32 const lo = number(itemStart);
+      U32 lo = 0;
+      if (!number(&lo)) return false;
       U32 hi = lo;
       if (next() == '-') {
         ++pos_;
-        hi = number(itemStart);
+        if (!number(&hi)) return false;
       }
       int const after = next();
-      if (after != end && after != ',') fail(itemStart, "expected a number or a range");
-      if (!valid(lo) || !valid(hi)) fail(itemStart, "VLAN outside 0..4095");
-      if (lo > hi) fail(itemStart, "range from high to low");
+      if ((after != end && after != ',') || lo > hi) return false;
       add(lo, hi);
-      if (after == end) return;
+      if (after == end) return true;
       ++pos_;  // the comma
     }
   }
@@ -47,47 +45,26 @@ class Parser {
  private:
   static constexpr int end = -1;
 
-  // Any 12-bit VLAN field reads; 0 and 4095 are then left out (below).
-  static bool valid(U32 id) { return id <= VlanIdSet::maxVlan + 1; }
-
   // The next character that is not a blank, left unread; `end` at the end.
   int next() {
     while (pos_ < text_.size() && isBlank(text_[pos_])) ++pos_;
     return pos_ < text_.size() ? static_cast<unsigned char>(text_[pos_]) : end;
   }
 
-  // Reads a number, blanks ignored. Large numbers stop growing well above
-  // 4094 instead of overflowing; the range check refuses them anyway.
-  U32 number(std::size_t itemStart) {
-    U32 value = 0;
+  // Reads a number, blanks ignored; false if there is no digit. Large
+  // numbers stop growing well above 4094 instead of overflowing: they are
+  // left out all the same.
+  bool number(U32* value) {
+    *value = 0;
     bool digits = false;
     for (; pos_ < text_.size(); ++pos_) {
       char const c = text_[pos_];
       if (isBlank(c)) continue;
       if (!isDigit(c)) break;
       digits = true;
-      if (value < 100000) value = value * 10 + static_cast<U32>(c - '0');
+      if (*value < 100000) *value = *value * 10 + static_cast<U32>(c - '0');
     }
-    if (!digits) fail(itemStart, "expected a number");
-    return value;
-  }
-
-  [[noreturn]] void fail(std::size_t itemStart, char const* reason) const {
-    std::size_t itemEnd = text_.find(',', itemStart);
-    if (itemEnd == std::string_view::npos) itemEnd = text_.size();
-    std::string_view item = text_.substr(itemStart, itemEnd - itemStart);
-    while (!item.empty() && isBlank(item.front())) item.remove_prefix(1);
-    while (!item.empty() && isBlank(item.back())) item.remove_suffix(1);
-    if (item.empty()) reason = "empty item";
-
-    // A whole list of 4094 VLANs is too long for a message; the item says
-    // where the fault is.
-    constexpr std::size_t shownText = 80;
-    std::string message = "bad VLAN list text '";
-    message.append(text_.substr(0, shownText));
-    if (text_.size() > shownText) message.append("...");
-    message.append("' at '").append(item).append("' (").append(reason).append(")");
-    Vek::throwRangeException(message);
+    return digits;
   }
 
   std::string_view text_;
@@ -112,12 +89,12 @@ char* writeNumber(char* out, U32 value) {
 
 Vek::Ptr<VlanIdSet> VlanIdSetIs() { return new VlanIdSet(); }
 
-void computeVlanSet(Vek::Ptr<VlanIdSet> const& set, Vek::String const& text) {
+bool computeVlanSet(Vek::Ptr<VlanIdSet> const& set, Vek::String const& text) {
   assert(set);
   VlanIdSet& target = *set;
-  // VLAN 0 and 4095 may stand in a stored text, but no port carries them:
-  // they are read and left out.
-  Parser(text.view()).run([&target](U32 lo, U32 hi) {
+  // Ids that no port carries (0, 4095 and above) may stand in a stored
+  // text: they are read and left out.
+  return Parser(text.view()).run([&target](U32 lo, U32 hi) {
     lo = std::max<U32>(lo, VlanIdSet::minVlan);
     hi = std::min<U32>(hi, VlanIdSet::maxVlan);
     if (lo <= hi) target.addRange(lo, hi);
@@ -138,10 +115,7 @@ bool VlanIdSet::empty() const {
 }
 
 void VlanIdSet::doAdd(U16 id) {
-  if (id < minVlan || id > maxVlan) {
-    Vek::throwRangeException("VlanIdSet::doAdd: VLAN " + std::to_string(id) +
-                             " outside 1..4094 not allowed");
-  }
+  if (id < minVlan || id > maxVlan) return;
   words_[id / wordBits] |= U64{1} << (id % wordBits);
 }
 

@@ -16,17 +16,16 @@
 // computeVlanSet reads that form, and a little more: items in any order,
 // overlapping items, and blanks (spaces, tabs) anywhere, even between digits,
 // since the text is read as if they were not there. It adds to what the set
-// holds, so callers pass a fresh set. VLAN 0 and 4095 read without error
-// and are left out: no port carries them.
+// holds, so callers pass a fresh set.
 //
-// Errors: text that is not such a list is bad input. An item that is not a
-// number or a range of two numbers, a range from high to low ("9-7"), a VLAN
-// above 4095, an empty item ("1,,2", "1,", ",1") or a
-// dangling "-" raises Vek::RangeException naming the text and the item:
-//
-//   bad VLAN list text '1,x' at 'x' (expected a number)
-//
-// The set then holds the items before the bad one.
+// Nothing here raises: the agent's only errors are the range errors of the
+// value types, and a stored text or a client's VLAN id must not unwind it.
+//   - Ids that no port carries (0, 4095 and above) are read and left out,
+//     in a text ("0,5,4000-5000" holds 5 and 4000-4094) as in doAdd.
+//   - A malformed text is read as far as it can be: the set keeps the items
+//     before the first malformed one (not a number or a range of two
+//     numbers, a range from high to low, an empty item, a dangling "-"),
+//     and computeVlanSet answers false.
 //
 //   Vek::Ptr<LumoUtils::VlanIdSet> set = LumoUtils::VlanIdSetIs();
 //   LumoUtils::computeVlanSet(set, port->vlanList());
@@ -46,8 +45,9 @@ namespace LumoUtils {
 class VlanIdSet;
 
 Vek::Ptr<VlanIdSet> VlanIdSetIs();
-// Adds the VLANs of `text` to `set` (not null); see above.
-void computeVlanSet(Vek::Ptr<VlanIdSet> const& set, Vek::String const& text);
+// Adds the VLANs of `text` to `set` (not null); false if the text was
+// malformed and read only up to the fault (see above).
+bool computeVlanSet(Vek::Ptr<VlanIdSet> const& set, Vek::String const& text);
 
 class VlanIdSet : public Vek::PtrInterface {
  public:
@@ -63,15 +63,14 @@ class VlanIdSet : public Vek::PtrInterface {
   // The text form above.
   Vek::String multiRangeString() const;
 
-  // Raises Vek::RangeException for an id outside 1..4094: such a VLAN can
-  // never be carried, so adding one is a fault of the caller.
+  // An id outside 1..4094 can never be carried: adding one changes nothing.
   void doAdd(U16 id);
   // An id outside 1..4094 is never a member, so removing one changes nothing.
   void doRemove(U16 id);
 
  private:
   friend Vek::Ptr<VlanIdSet> VlanIdSetIs();
-  friend void computeVlanSet(Vek::Ptr<VlanIdSet> const& set, Vek::String const& text);
+  friend bool computeVlanSet(Vek::Ptr<VlanIdSet> const& set, Vek::String const& text);
 
   static constexpr std::size_t wordBits = 64;
   static constexpr std::size_t wordCount = 64;
