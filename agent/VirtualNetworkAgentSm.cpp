@@ -35,90 +35,7 @@ Vek::Ptr<VirtualNetworkAgentSm> virtualNetworkAgentSmFactory(
                                           requestedResourcesColDir);
 }
 
-// --- Generated members --------------------------------------------------------
-
-void VirtualNetworkAgentSm::configIs(Vek::Ptr<Config const> const& config) {
-  config_.is(*this, config);
-}
-Vek::Ptr<Config const> VirtualNetworkAgentSm::configDel() { return config_.del(); }
-void VirtualNetworkAgentSm::topologyStatusIs(Vek::Ptr<TopologyStatus const> const& topologyStatus) {
-  topologyStatus_.is(*this, topologyStatus);
-}
-Vek::Ptr<VirtualNetworkAgentSm::TopologyStatus const> VirtualNetworkAgentSm::topologyStatusDel() {
-  return topologyStatus_.del();
-}
-void VirtualNetworkAgentSm::portVlanConfigDirIs(Vek::Ptr<Vek::Dir> const& dir) {
-  portVlanConfigDir_.is(*this, dir);
-}
-Vek::Ptr<Vek::Dir> VirtualNetworkAgentSm::portVlanConfigDirDel() {
-  return portVlanConfigDir_.del();
-}
-void VirtualNetworkAgentSm::dynVtepConfigDirIs(Vek::Ptr<Vek::Dir> const& dir) {
-  dynVtepConfigDir_.is(*this, dir);
-}
-Vek::Ptr<Vek::Dir> VirtualNetworkAgentSm::dynVtepConfigDirDel() { return dynVtepConfigDir_.del(); }
-void VirtualNetworkAgentSm::dynVtepStatusDirIs(Vek::Ptr<Vek::Dir> const& dir) {
-  dynVtepStatusDir_.is(*this, dir);
-}
-Vek::Ptr<Vek::Dir> VirtualNetworkAgentSm::dynVtepStatusDirDel() { return dynVtepStatusDir_.del(); }
-void VirtualNetworkAgentSm::requestedResourcesColDirIs(Vek::Ptr<Vek::Dir> const& dir) {
-  requestedResourcesColDir_.is(*this, dir);
-}
-Vek::Ptr<Vek::Dir> VirtualNetworkAgentSm::requestedResourcesColDirDel() {
-  return requestedResourcesColDir_.del();
-}
-
-VirtualNetworkAgentSm::VekRequestedResourcesColDirEntry*
-VirtualNetworkAgentSm::requestedResourcesColDirEntry(Vek::Name const& name) const {
-  return requestedResourcesColDirEntry_.find(name);
-}
-void VirtualNetworkAgentSm::requestedResourcesColDirEntryIs(
-    Vek::Ptr<Vek::Dir::Entry> const& entry) {
-  requestedResourcesColDirEntry_.is(*this, entry);
-}
-void VirtualNetworkAgentSm::requestedResourcesColDirEntryDel(Vek::Name const& name) {
-  requestedResourcesColDirEntry_.del(name);
-}
-void VirtualNetworkAgentSm::requestedResourcesColDirEntryDelAll() {
-  requestedResourcesColDirEntry_.delAll();
-}
-VirtualNetworkAgentSm::VekPortVlanConfigDirEntry* VirtualNetworkAgentSm::portVlanConfigDirEntry(
-    Vek::Name const& name) const {
-  return portVlanConfigDirEntry_.find(name);
-}
-void VirtualNetworkAgentSm::portVlanConfigDirEntryIs(Vek::Ptr<Vek::Dir::Entry> const& entry) {
-  portVlanConfigDirEntry_.is(*this, entry);
-}
-void VirtualNetworkAgentSm::portVlanConfigDirEntryDel(Vek::Name const& name) {
-  portVlanConfigDirEntry_.del(name);
-}
-void VirtualNetworkAgentSm::portVlanConfigDirEntryDelAll() { portVlanConfigDirEntry_.delAll(); }
-VirtualNetworkAgentSm::VekDynVtepConfigDirEntry* VirtualNetworkAgentSm::dynVtepConfigDirEntry(
-    Vek::Name const& name) const {
-  return dynVtepConfigDirEntry_.find(name);
-}
-void VirtualNetworkAgentSm::dynVtepConfigDirEntryIs(Vek::Ptr<Vek::Dir::Entry> const& entry) {
-  dynVtepConfigDirEntry_.is(*this, entry);
-}
-void VirtualNetworkAgentSm::dynVtepConfigDirEntryDel(Vek::Name const& name) {
-  dynVtepConfigDirEntry_.del(name);
-}
-void VirtualNetworkAgentSm::dynVtepConfigDirEntryDelAll() { dynVtepConfigDirEntry_.delAll(); }
-VirtualNetworkAgentSm::VekDynVtepStatusDirEntry* VirtualNetworkAgentSm::dynVtepStatusDirEntry(
-    Vek::Name const& name) const {
-  return dynVtepStatusDirEntry_.find(name);
-}
-void VirtualNetworkAgentSm::dynVtepStatusDirEntryIs(Vek::Ptr<Vek::Dir::Entry const> const& entry) {
-  dynVtepStatusDirEntry_.is(*this, entry);
-}
-void VirtualNetworkAgentSm::dynVtepStatusDirEntryDel(Vek::Name const& name) {
-  dynVtepStatusDirEntry_.del(name);
-}
-void VirtualNetworkAgentSm::dynVtepStatusDirEntryDelAll() { dynVtepStatusDirEntry_.delAll(); }
-
-RemoteMountsStatus* VirtualNetworkAgentSm::remoteMountsStatus(Vek::String const& switchId) const {
-  return remoteMountsStatus_.find(switchId);
-}
+// --- Generated members with steps of their own --------------------------------
 
 Vek::Ptr<RemoteMountsStatus> VirtualNetworkAgentSm::remoteMountsStatusIs(
     Vek::String const& switchId) {
@@ -140,15 +57,6 @@ void VirtualNetworkAgentSm::remoteMountsStatusDel(Vek::String const& switchId) {
 void VirtualNetworkAgentSm::remoteMountsStatusDelAll() {
   Vek::forEachKey(remoteMountsStatus_, [&](Vek::String const& key) { remoteMountsStatusDel(key); });
 }
-
-VirtualNetworkAgentSm::VekRms* VirtualNetworkAgentSm::rms(Vek::String const& switchId) const {
-  return rms_.find(switchId);
-}
-void VirtualNetworkAgentSm::rmsIs(Vek::Ptr<RemoteMountsStatus const> const& record) {
-  rms_.is(*this, record);
-}
-void VirtualNetworkAgentSm::rmsDel(Vek::String const& switchId) { rms_.del(switchId); }
-void VirtualNetworkAgentSm::rmsDelAll() { rms_.delAll(); }
 
 // --- Handlers -------------------------------------------------------------------
 
@@ -283,9 +191,9 @@ void VirtualNetworkAgentSm::handleMount(Vek::TraceSite const& site, Vek::Ptr<Vek
 
 void VirtualNetworkAgentSm::handlePortVlanConfigMount(Vek::String switchId) {
   VEK_ENTRY << "switchId " << switchId;
-  handleMount<ControllerProxyAgent::PortVlanConfigV1>(
-      vekTraceSite_, portVlanConfigDir(), switchId,
-      "controllerProxyAgent/v1/portVlanConfigDir", &RemoteMountsStatus::portVlanConfigIs);
+  handleMount<ControllerProxyAgent::PortVlanConfigV1>(vekTraceSite_, portVlanConfigDir(), switchId,
+                                                      "controllerProxyAgent/v1/portVlanConfigDir",
+                                                      &RemoteMountsStatus::portVlanConfigIs);
 }
 
 void VirtualNetworkAgentSm::handleDynVtepConfigDirMount(Vek::String switchId) {

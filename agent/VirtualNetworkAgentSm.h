@@ -18,6 +18,7 @@
 
 #include "agent/RemoteMountsStatus.h"
 #include "client/ClientRequestedResourcesCollectionSm.h"
+#include "reactive/Accessors.h"
 #include "reactive/Dir.h"
 #include "reactive/StateMachine.h"
 #include "reactive/Trace.h"
@@ -42,7 +43,6 @@ class VirtualNetworkAgentSm : public Vek::StateMachine<VirtualNetworkAgentSm> {
   class VekRms;
 
   using TopologyStatus = NetworkTopologyAggregatorV3::Status;
-  using DirEntries = Vek::EntityMap<Vek::Name, Vek::Dir::Entry, Vek::Dir::entryStateId>;
 
   VirtualNetworkAgentSm(Vek::Ptr<Config const> const& config, Vek::Ptr<Status> const& status,
                         Vek::Ptr<TopologyStatus const> const& topologyStatus,
@@ -52,97 +52,32 @@ class VirtualNetworkAgentSm : public Vek::StateMachine<VirtualNetworkAgentSm> {
                         Vek::Ptr<Vek::Dir> const& requestedResourcesColDir);
 
   // The watched inputs: the current notifier of each reactor, or null.
-  Vek::Ptr<Config const> config() const { return config_.get(); }
-  void configIs(Vek::Ptr<Config const> const& config);
-  Vek::Ptr<Config const> configDel();
-  Vek::Ptr<Status> status() const { return status_.get(); }
-  Vek::Ptr<TopologyStatus const> topologyStatus() const { return topologyStatus_.get(); }
-  void topologyStatusIs(Vek::Ptr<TopologyStatus const> const& topologyStatus);
-  Vek::Ptr<TopologyStatus const> topologyStatusDel();
-  Vek::Ptr<Vek::Dir> portVlanConfigDir() const { return portVlanConfigDir_.get(); }
-  void portVlanConfigDirIs(Vek::Ptr<Vek::Dir> const& dir);
-  Vek::Ptr<Vek::Dir> portVlanConfigDirDel();
-  Vek::Ptr<Vek::Dir> dynVtepConfigDir() const { return dynVtepConfigDir_.get(); }
-  void dynVtepConfigDirIs(Vek::Ptr<Vek::Dir> const& dir);
-  Vek::Ptr<Vek::Dir> dynVtepConfigDirDel();
-  Vek::Ptr<Vek::Dir> dynVtepStatusDir() const { return dynVtepStatusDir_.get(); }
-  void dynVtepStatusDirIs(Vek::Ptr<Vek::Dir> const& dir);
-  Vek::Ptr<Vek::Dir> dynVtepStatusDirDel();
-  Vek::Ptr<Vek::Dir> requestedResourcesColDir() const { return requestedResourcesColDir_.get(); }
-  void requestedResourcesColDirIs(Vek::Ptr<Vek::Dir> const& dir);
-  Vek::Ptr<Vek::Dir> requestedResourcesColDirDel();
-
+  VEK_SM_REACTOR(config, VekConfig, Config const)
+  VEK_SM_PARAM(status, Vek::Ptr<Status>)
+  VEK_SM_REACTOR(topologyStatus, VekTopologyStatus, TopologyStatus const)
+  VEK_SM_REACTOR(portVlanConfigDir, VekPortVlanConfigDir, Vek::Dir)
+  VEK_SM_REACTOR(dynVtepConfigDir, VekDynVtepConfigDir, Vek::Dir)
+  VEK_SM_REACTOR(dynVtepStatusDir, VekDynVtepStatusDir, Vek::Dir)
+  VEK_SM_REACTOR(requestedResourcesColDir, VekRequestedResourcesColDir, Vek::Dir)
+  // The same three inputs keep the tracker; others replace it. Never fails.
+  VEK_SM_MACHINE(topologySm, TopologySm)
+  // One node per ready switch, under its colon MAC.
+  VEK_SM_MACHINES(switchNodeSm, Vek::Name, SwitchNodeSm)
+  // One request combiner per client, under the client's directory name.
+  VEK_SM_MACHINES(rrcCombinerSm, Vek::String, ClientRequestedResourcesCollectionSm)
   // One reactor per entry of each directory.
-  VekRequestedResourcesColDirEntry* requestedResourcesColDirEntry(Vek::Name const& name) const;
-  void requestedResourcesColDirEntryIs(Vek::Ptr<Vek::Dir::Entry> const& entry);
-  void requestedResourcesColDirEntryDel(Vek::Name const& name);
-  void requestedResourcesColDirEntryDelAll();
-  VekPortVlanConfigDirEntry* portVlanConfigDirEntry(Vek::Name const& name) const;
-  void portVlanConfigDirEntryIs(Vek::Ptr<Vek::Dir::Entry> const& entry);
-  void portVlanConfigDirEntryDel(Vek::Name const& name);
-  void portVlanConfigDirEntryDelAll();
-  VekDynVtepConfigDirEntry* dynVtepConfigDirEntry(Vek::Name const& name) const;
-  void dynVtepConfigDirEntryIs(Vek::Ptr<Vek::Dir::Entry> const& entry);
-  void dynVtepConfigDirEntryDel(Vek::Name const& name);
-  void dynVtepConfigDirEntryDelAll();
-  VekDynVtepStatusDirEntry* dynVtepStatusDirEntry(Vek::Name const& name) const;
-  void dynVtepStatusDirEntryIs(Vek::Ptr<Vek::Dir::Entry const> const& entry);
-  void dynVtepStatusDirEntryDel(Vek::Name const& name);
-  void dynVtepStatusDirEntryDelAll();
-
-  // Per switch (dash form): the four facts, and the reactor on `ready`.
-  RemoteMountsStatus* remoteMountsStatus(Vek::String const& switchId) const;
+  VEK_SM_REACTORS(requestedResourcesColDirEntry, Vek::Name, VekRequestedResourcesColDirEntry)
+  VEK_SM_REACTORS(portVlanConfigDirEntry, Vek::Name, VekPortVlanConfigDirEntry)
+  VEK_SM_REACTORS(dynVtepConfigDirEntry, Vek::Name, VekDynVtepConfigDirEntry)
+  VEK_SM_REACTORS(dynVtepStatusDirEntry, Vek::Name, VekDynVtepStatusDirEntry)
+  // Per switch (dash form): the four facts, and the reactor on `ready`. A
+  // new record gets its reactor at once.
+  VEK_SM_CHILDREN(remoteMountsStatus, Vek::String, RemoteMountsStatus)
   Vek::Ptr<RemoteMountsStatus> remoteMountsStatusIs(Vek::String const& switchId);
   void remoteMountsStatusDel(Vek::String const& switchId);
   void remoteMountsStatusDelAll();
-  VekRms* rms(Vek::String const& switchId) const;
-  void rmsIs(Vek::Ptr<RemoteMountsStatus const> const& record);
-  void rmsDel(Vek::String const& switchId);
-  void rmsDelAll();
-
-  TopologySm* topologySm() const { return topologySm_.get(); }
-  // The same three inputs keep the tracker; others replace it. Never fails.
-  Vek::Ptr<TopologySm> topologySmIs(
-      Vek::Ptr<NetworkElementCollection> const& networkElementCollection,
-      Vek::Ptr<RequestedResourcesCollection> const& requestedResourcesCollection,
-      Vek::Ptr<TopologyStatus const> const& topologyStatus) {
-    return topologySm_.is(networkElementCollection, requestedResourcesCollection, topologyStatus);
-  }
-  Vek::Ptr<TopologySm> topologySmDel() { return topologySm_.del(); }
-
-  // One node per ready switch, under its colon MAC.
-  SwitchNodeSm* switchNodeSm(Vek::Name const& name) const { return switchNodeSm_.find(name); }
-  Vek::Ptr<SwitchNodeSm> switchNodeSmIs(
-      Vek::Name const& name, Vek::Ptr<ControllerProxyAgent::PortVlanConfigV1> const& portVlanConfig,
-      Vek::Ptr<VxlanController::VtepConfigDirV2> const& vtepConfigDir,
-      Vek::Ptr<VxlanController::VtepStatusDirV2 const> const& vtepStatusDir,
-      Vek::Ptr<NetworkElementCollection> const& networkElementCollection,
-      Vek::Ptr<Config const> const& config) {
-    return switchNodeSm_.is(name, portVlanConfig, vtepConfigDir, vtepStatusDir,
-                            networkElementCollection, config);
-  }
-  Vek::Ptr<SwitchNodeSm> switchNodeSmDel(Vek::Name const& name) { return switchNodeSm_.del(name); }
-  void switchNodeSmDelAll() { switchNodeSm_.delAll(); }
-
-  // One request combiner per client, under the client's directory name.
-  ClientRequestedResourcesCollectionSm* rrcCombinerSm(Vek::String const& client) const {
-    return rrcCombinerSm_.find(client);
-  }
-  Vek::Ptr<ClientRequestedResourcesCollectionSm> rrcCombinerSmIs(
-      Vek::String const& client,
-      Vek::Ptr<Client::RequestedResourcesCollection const> const& requestedResourcesCollection,
-      Vek::Ptr<NetworkElementCollection> const& networkElementCollection,
-      Vek::Ptr<RequestedResourcesCollection> const& allResourcesCollection) {
-    return rrcCombinerSm_.is(client, requestedResourcesCollection, networkElementCollection,
-                             allResourcesCollection);
-  }
-  Vek::Ptr<ClientRequestedResourcesCollectionSm> rrcCombinerSmDel(Vek::String const& client) {
-    return rrcCombinerSm_.del(client);
-  }
-  void rrcCombinerSmDelAll() { rrcCombinerSm_.delAll(); }
-
-  bool initialized() const { return initialized_.get(); }
-  void initializedIs(bool value) { initialized_.set(value); }
+  VEK_SM_REACTORS(rms, Vek::String, VekRms)
+  VEK_SM_ATTR(initialized, bool)
 
   // Handlers.
   void handleTopologyStatus(Vek::Name host);
@@ -167,38 +102,11 @@ class VirtualNetworkAgentSm : public Vek::StateMachine<VirtualNetworkAgentSm> {
   static auto vekMembers();
 
  private:
-  // The steps the three mount handlers share; traces name `signature`.
+  // The steps the three mount handlers share; traces name the calling handler.
   template <class Expected>
   void handleMount(Vek::TraceSite const& site, Vek::Ptr<Vek::Dir> const& dir,
                    Vek::String const& switchId, char const* path,
                    void (RemoteMountsStatus::*flagIs)(bool));
-  static DirEntries const* entriesOf(Vek::Ptr<Vek::Dir> const& dir) {
-    return dir ? &dir->entryStateCol() : nullptr;
-  }
-
-  Vek::ReactorSlot<"config", VekConfig, Config const> config_;
-  Vek::Param<"status", Vek::Ptr<Status>> status_;
-  Vek::ReactorSlot<"topologyStatus", VekTopologyStatus, TopologyStatus const> topologyStatus_;
-  Vek::ReactorSlot<"portVlanConfigDir", VekPortVlanConfigDir, Vek::Dir> portVlanConfigDir_;
-  Vek::ReactorSlot<"dynVtepConfigDir", VekDynVtepConfigDir, Vek::Dir> dynVtepConfigDir_;
-  Vek::ReactorSlot<"dynVtepStatusDir", VekDynVtepStatusDir, Vek::Dir> dynVtepStatusDir_;
-  Vek::ReactorSlot<"requestedResourcesColDir", VekRequestedResourcesColDir, Vek::Dir>
-      requestedResourcesColDir_;
-  Vek::MachineSlot<"topologySm", TopologySm> topologySm_;
-  Vek::MachineMap<"switchNodeSm", Vek::Name, SwitchNodeSm> switchNodeSm_;
-  Vek::MachineMap<"rrcCombinerSm", Vek::String, ClientRequestedResourcesCollectionSm>
-      rrcCombinerSm_;
-  Vek::ReactorMap<"requestedResourcesColDirEntry", Vek::Name, VekRequestedResourcesColDirEntry>
-      requestedResourcesColDirEntry_;
-  Vek::ReactorMap<"portVlanConfigDirEntry", Vek::Name, VekPortVlanConfigDirEntry>
-      portVlanConfigDirEntry_;
-  Vek::ReactorMap<"dynVtepConfigDirEntry", Vek::Name, VekDynVtepConfigDirEntry>
-      dynVtepConfigDirEntry_;
-  Vek::ReactorMap<"dynVtepStatusDirEntry", Vek::Name, VekDynVtepStatusDirEntry>
-      dynVtepStatusDirEntry_;
-  Vek::ChildMap<"remoteMountsStatus", Vek::String, RemoteMountsStatus> remoteMountsStatus_;
-  Vek::ReactorMap<"rms", Vek::String, VekRms> rms_;
-  Vek::Attr<"initialized", bool> initialized_;
 };
 
 Vek::Ptr<VirtualNetworkAgentSm> virtualNetworkAgentSmFactory(
@@ -331,17 +239,14 @@ inline auto VirtualNetworkAgentSm::vekMembers() {
       &A::rrcCombinerSm_, Vek::handler<"handleTopologyStatus", &A::handleTopologyStatus>(),
       Vek::handler<"handleRequestedResourcesColConfigDir",
                    &A::handleRequestedResourcesColConfigDir>(),
-      Vek::mirror(&A::requestedResourcesColDirEntry_,
-                  [](A const& a) { return entriesOf(a.requestedResourcesColDir()); }),
+      Vek::mirror(&A::requestedResourcesColDirEntry_, &A::requestedResourcesColDir,
+                  &Vek::Dir::entryStateCol),
       Vek::handler<"handlePortVlanConfigMount", &A::handlePortVlanConfigMount>(),
-      Vek::mirror(&A::portVlanConfigDirEntry_,
-                  [](A const& a) { return entriesOf(a.portVlanConfigDir()); }),
+      Vek::mirror(&A::portVlanConfigDirEntry_, &A::portVlanConfigDir, &Vek::Dir::entryStateCol),
       Vek::handler<"handleDynVtepConfigDirMount", &A::handleDynVtepConfigDirMount>(),
-      Vek::mirror(&A::dynVtepConfigDirEntry_,
-                  [](A const& a) { return entriesOf(a.dynVtepConfigDir()); }),
+      Vek::mirror(&A::dynVtepConfigDirEntry_, &A::dynVtepConfigDir, &Vek::Dir::entryStateCol),
       Vek::handler<"handleDynVtepStatusDirMount", &A::handleDynVtepStatusDirMount>(),
-      Vek::mirror(&A::dynVtepStatusDirEntry_,
-                  [](A const& a) { return entriesOf(a.dynVtepStatusDir()); }),
+      Vek::mirror(&A::dynVtepStatusDirEntry_, &A::dynVtepStatusDir, &Vek::Dir::entryStateCol),
       &A::remoteMountsStatus_, &A::rms_, Vek::handler<"handleEnabled", &A::handleEnabled>(),
       Vek::handler<"doCleanup", &A::doCleanup>(),
       Vek::handler<"handleInitialized", &A::handleInitialized>(), &A::initialized_);

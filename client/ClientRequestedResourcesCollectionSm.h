@@ -9,6 +9,7 @@
 #pragma once
 
 #include "client/ClientResourcesForSwitchportSm.h"
+#include "reactive/Accessors.h"
 #include "reactive/StateMachine.h"
 #include "schema/Client.h"
 #include "schema/Roots.h"
@@ -31,35 +32,17 @@ class ClientRequestedResourcesCollectionSm
         networkElementCollection_(networkElementCollection),
         allResourcesCollection_(allResourcesCollection) {}
 
-  Vek::String client() const { return client_.get(); }
-  Vek::Ptr<ClientRequests const> requestedResourcesCollection() const {
-    return requestedResourcesCollection_.get();
-  }
-  Vek::Ptr<NetworkElementCollection> networkElementCollection() const {
-    return networkElementCollection_.get();
-  }
-  Vek::Ptr<RequestedResourcesCollection> allResourcesCollection() const {
-    return allResourcesCollection_.get();
-  }
-
-  ClientResourcesForSwitchportSm* resourcesForSwitchportSm(
-      Client::SwitchInterface const& intf) const {
-    return resourcesForSwitchportSm_.find(intf);
-  }
-  Vek::Ptr<ClientResourcesForSwitchportSm> resourcesForSwitchportSmIs(
-      Vek::String const& client, Client::SwitchInterface const& intf,
-      Vek::Ptr<Client::ResourcesForSwitchport const> const& resourcesForSwitchport,
-      Vek::Ptr<NetworkElementCollection> const& networkElementCollection) {
-    return resourcesForSwitchportSm_.isAt(intf, client, intf, resourcesForSwitchport,
-                                          networkElementCollection);
-  }
-  Vek::Ptr<ClientResourcesForSwitchportSm> resourcesForSwitchportSmDel(
-      Client::SwitchInterface const& intf) {
-    return resourcesForSwitchportSm_.del(intf);
-  }
-  void resourcesForSwitchportSmDelAll() { resourcesForSwitchportSm_.delAll(); }
-
-  bool initialized() const { return initialized_.get(); }
+  VEK_SM_PARAM(client, Vek::String)
+  VEK_SM_REACTOR(requestedResourcesCollection, VekRequestedResourcesCollection,
+                 ClientRequests const)
+  VEK_SM_PARAM(networkElementCollection, Vek::Ptr<NetworkElementCollection>)
+  VEK_SM_PARAM(allResourcesCollection, Vek::Ptr<RequestedResourcesCollection>)
+  // The hostname children stand here, before the switch port ones, once
+  // they exist. A switch port child is keyed by its port, its second
+  // constructor parameter.
+  VEK_SM_MACHINES(resourcesForSwitchportSm, Client::SwitchInterface, ClientResourcesForSwitchportSm,
+                  1)
+  VEK_SM_ATTR(initialized, bool)
 
   // Handlers.
   void handleResourcesForHostname(Vek::Name name);
@@ -76,22 +59,6 @@ class ClientRequestedResourcesCollectionSm
                       &C::allResourcesCollection_};
   }
   static auto vekMembers();
-
- private:
-  Vek::Param<"client", Vek::String> client_;
-  Vek::ReactorSlot<"requestedResourcesCollection", VekRequestedResourcesCollection,
-                   ClientRequests const>
-      requestedResourcesCollection_;
-  Vek::Param<"networkElementCollection", Vek::Ptr<NetworkElementCollection>>
-      networkElementCollection_;
-  Vek::Param<"allResourcesCollection", Vek::Ptr<RequestedResourcesCollection>>
-      allResourcesCollection_;
-  // The hostname children stand here, before the switch port ones, once
-  // they exist.
-  Vek::MachineMap<"resourcesForSwitchportSm", Client::SwitchInterface,
-                  ClientResourcesForSwitchportSm>
-      resourcesForSwitchportSm_;
-  Vek::Attr<"initialized", bool> initialized_;
 };
 
 // Hears which entries come and go; a new collection is not walked.

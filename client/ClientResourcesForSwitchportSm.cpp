@@ -4,16 +4,6 @@
 
 namespace VirtualNetwork::Agent {
 
-ClientResourcesForSwitchportSm::VekHostVlan* ClientResourcesForSwitchportSm::hostVlan(
-    U32 vlanId) const {
-  return hostVlan_.find(vlanId);
-}
-void ClientResourcesForSwitchportSm::hostVlanIs(Vek::Ptr<Client::DynamicVlan const> const& vlan) {
-  hostVlan_.is(*this, vlan);
-}
-void ClientResourcesForSwitchportSm::hostVlanDel(U32 vlanId) { hostVlan_.del(vlanId); }
-void ClientResourcesForSwitchportSm::hostVlanDelAll() { hostVlan_.delAll(); }
-
 Vek::Ptr<NetworkElement> ClientResourcesForSwitchportSm::element() const {
   Vek::Ptr<NetworkElementCollection> const elements = networkElementCollection();
   return elements ? elements->networkElement(intf().switchId()) : nullptr;

@@ -12,6 +12,7 @@
 // the switch output decides.
 #pragma once
 
+#include "reactive/Accessors.h"
 #include "reactive/StateMachine.h"
 #include "schema/Client.h"
 #include "schema/Resources.h"
@@ -34,21 +35,13 @@ class ClientResourcesForSwitchportSm : public Vek::StateMachine<ClientResourcesF
         resourcesForSwitchport_(resourcesForSwitchport),
         networkElementCollection_(networkElementCollection) {}
 
-  Vek::String client() const { return client_.get(); }
-  Client::SwitchInterface const& intf() const { return intf_.get(); }
-  Vek::Ptr<ClientRequest const> resourcesForSwitchport() const {
-    return resourcesForSwitchport_.get();
-  }
-  Vek::Ptr<NetworkElementCollection> networkElementCollection() const {
-    return networkElementCollection_.get();
-  }
-
-  VekHostVlan* hostVlan(U32 vlanId) const;
-  void hostVlanIs(Vek::Ptr<Client::DynamicVlan const> const& vlan);
-  void hostVlanDel(U32 vlanId);
-  void hostVlanDelAll();
-
-  bool initialized() const { return initialized_.get(); }
+  VEK_SM_PARAM(client, Vek::String)
+  VEK_SM_PARAM(intf, Client::SwitchInterface)
+  VEK_SM_REACTOR(resourcesForSwitchport, VekResourcesForSwitchport, ClientRequest const)
+  VEK_SM_PARAM(networkElementCollection, Vek::Ptr<NetworkElementCollection>)
+  // The stray quote ends this map's null-pointer message, as it always has.
+  VEK_SM_REACTORS(hostVlan, U32, VekHostVlan, "\"")
+  VEK_SM_ATTR(initialized, bool)
 
   // The switch's element and the port's interface, or null.
   Vek::Ptr<NetworkElement> element() const;
@@ -70,17 +63,6 @@ class ClientResourcesForSwitchportSm : public Vek::StateMachine<ClientResourcesF
                       &S::networkElementCollection_};
   }
   static auto vekMembers();
-
- private:
-  Vek::Param<"client", Vek::String> client_;
-  Vek::Param<"intf", Client::SwitchInterface> intf_;
-  Vek::ReactorSlot<"resourcesForSwitchport", VekResourcesForSwitchport, ClientRequest const>
-      resourcesForSwitchport_;
-  Vek::Param<"networkElementCollection", Vek::Ptr<NetworkElementCollection>>
-      networkElementCollection_;
-  // The stray quote ends this map's null-pointer message, as it always has.
-  Vek::ReactorMap<"hostVlan", U32, VekHostVlan, "\""> hostVlan_;
-  Vek::Attr<"initialized", bool> initialized_;
 };
 
 // The VLAN's handler first, then its reactor's upkeep.
@@ -117,18 +99,14 @@ class ClientResourcesForSwitchportSm::VekHostVlan
 
 inline auto ClientResourcesForSwitchportSm::vekMembers() {
   using S = ClientResourcesForSwitchportSm;
-  return Vek::members(&S::client_, &S::intf_, &S::resourcesForSwitchport_,
-                      &S::networkElementCollection_, Vek::handler<"handleVlan", &S::handleVlan>(),
-                      Vek::handler<"handleNativeVlan", &S::handleNativeVlan>(),
-                      Vek::handler<"handleRemoteHost", &S::handleRemoteHost>(),
-                      Vek::mirror(&S::hostVlan_,
-                                  [](S const& s) {
-                                    return s.resourcesForSwitchport()
-                                               ? &s.resourcesForSwitchport()->vlanCol()
-                                               : nullptr;
-                                  }),
-                      Vek::handler<"handleInitialized", &S::handleInitialized>(), &S::initialized_,
-                      Vek::handler<"doCleanup", &S::doCleanup>());
+  return Vek::members(
+      &S::client_, &S::intf_, &S::resourcesForSwitchport_, &S::networkElementCollection_,
+      Vek::handler<"handleVlan", &S::handleVlan>(),
+      Vek::handler<"handleNativeVlan", &S::handleNativeVlan>(),
+      Vek::handler<"handleRemoteHost", &S::handleRemoteHost>(),
+      Vek::mirror(&S::hostVlan_, &S::resourcesForSwitchport, &ClientRequest::vlanCol),
+      Vek::handler<"handleInitialized", &S::handleInitialized>(), &S::initialized_,
+      Vek::handler<"doCleanup", &S::doCleanup>());
 }
 
 }  // namespace VirtualNetwork::Agent

@@ -4,18 +4,6 @@
 
 namespace VirtualNetwork::Agent {
 
-NetworkElementCollectionSm::VekNetworkElement* NetworkElementCollectionSm::networkElement(
-    Vek::Name const& name) const {
-  return networkElement_.find(name);
-}
-void NetworkElementCollectionSm::networkElementIs(Vek::Ptr<NetworkElement const> const& element) {
-  networkElement_.is(*this, element);
-}
-void NetworkElementCollectionSm::networkElementDel(Vek::Name const& name) {
-  networkElement_.del(name);
-}
-void NetworkElementCollectionSm::networkElementDelAll() { networkElement_.delAll(); }
-
 // Not guarded against a second run.
 void NetworkElementCollectionSm::handleInitialized() {
   VEK_ENTRY << "";

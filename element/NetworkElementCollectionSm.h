@@ -8,6 +8,7 @@
 #pragma once
 
 #include "element/NetworkElementSm.h"
+#include "reactive/Accessors.h"
 #include "reactive/StateMachine.h"
 #include "schema/Roots.h"
 
@@ -29,32 +30,13 @@ class NetworkElementCollectionSm : public Vek::StateMachine<NetworkElementCollec
         requestedResourcesCollection_(requestedResourcesCollection),
         topologyStatus_(topologyStatus) {}
 
-  Vek::Ptr<NetworkElementCollection> networkElementCollection() const {
-    return networkElementCollection_.get();
-  }
-  Vek::Ptr<RequestedResourcesCollection> requestedResourcesCollection() const {
-    return requestedResourcesCollection_.get();
-  }
-  Vek::Ptr<TopologyStatus const> topologyStatus() const { return topologyStatus_.get(); }
-
-  NetworkElementSm* networkElementSm(Vek::Name const& name) const {
-    return networkElementSm_.find(name);
-  }
-  Vek::Ptr<NetworkElementSm> networkElementSmIs(Vek::Name const& name,
-                                                Vek::Ptr<NetworkElement> const& element) {
-    return networkElementSm_.is(name, element);
-  }
-  Vek::Ptr<NetworkElementSm> networkElementSmDel(Vek::Name const& name) {
-    return networkElementSm_.del(name);
-  }
-  void networkElementSmDelAll() { networkElementSm_.delAll(); }
-
-  VekNetworkElement* networkElement(Vek::Name const& name) const;
-  void networkElementIs(Vek::Ptr<NetworkElement const> const& element);
-  void networkElementDel(Vek::Name const& name);
-  void networkElementDelAll();
-
-  bool initialized() const { return initialized_.get(); }
+  VEK_SM_REACTOR(networkElementCollection, VekNetworkElementCollection, NetworkElementCollection)
+  VEK_SM_REACTOR(requestedResourcesCollection, VekRequestedResourcesCollection,
+                 RequestedResourcesCollection)
+  VEK_SM_PARAM(topologyStatus, Vek::Ptr<TopologyStatus const>)
+  VEK_SM_MACHINES(networkElementSm, Vek::Name, NetworkElementSm)
+  VEK_SM_REACTORS(networkElement, Vek::Name, VekNetworkElement)
+  VEK_SM_ATTR(initialized, bool)
 
   // Handlers.
   void handleNetworkElement(Vek::Name name);
@@ -67,18 +49,6 @@ class NetworkElementCollectionSm : public Vek::StateMachine<NetworkElementCollec
                       &C::topologyStatus_};
   }
   static auto vekMembers();
-
- private:
-  Vek::ReactorSlot<"networkElementCollection", VekNetworkElementCollection,
-                   NetworkElementCollection>
-      networkElementCollection_;
-  Vek::ReactorSlot<"requestedResourcesCollection", VekRequestedResourcesCollection,
-                   RequestedResourcesCollection>
-      requestedResourcesCollection_;
-  Vek::Param<"topologyStatus", Vek::Ptr<TopologyStatus const>> topologyStatus_;
-  Vek::MachineMap<"networkElementSm", Vek::Name, NetworkElementSm> networkElementSm_;
-  Vek::ReactorMap<"networkElement", Vek::Name, VekNetworkElement> networkElement_;
-  Vek::Attr<"initialized", bool> initialized_;
 };
 
 // The handler first, then the upkeep: the element's machine exists before
@@ -124,12 +94,8 @@ inline auto NetworkElementCollectionSm::vekMembers() {
                       &C::topologyStatus_, &C::networkElementSm_,
                       Vek::handler<"handleNetworkElement", &C::handleNetworkElement>(),
                       Vek::handler<"handleResourcesForHostname", &C::handleResourcesForHostname>(),
-                      Vek::mirror(&C::networkElement_,
-                                  [](C const& c) {
-                                    return c.networkElementCollection()
-                                               ? &c.networkElementCollection()->networkElementCol()
-                                               : nullptr;
-                                  }),
+                      Vek::mirror(&C::networkElement_, &C::networkElementCollection,
+                                  &NetworkElementCollection::networkElementCol),
                       Vek::handler<"handleInitialized", &C::handleInitialized>(), &C::initialized_);
 }
 

@@ -27,27 +27,6 @@ Vek::Ptr<NetworkElementSm::Host const> NetworkElementSm::topologyHostDel() {
   return reactor->notifier();
 }
 
-NetworkElementSm::VekPhysicalInterface* NetworkElementSm::physicalInterface(
-    Vek::String const& name) const {
-  return physicalInterface_.find(name);
-}
-void NetworkElementSm::physicalInterfaceIs(Vek::Ptr<PhysicalInterface> const& interface) {
-  physicalInterface_.is(*this, interface);
-}
-void NetworkElementSm::physicalInterfaceDel(Vek::String const& name) {
-  physicalInterface_.del(name);
-}
-void NetworkElementSm::physicalInterfaceDelAll() { physicalInterface_.delAll(); }
-NetworkElementSm::VekPortGroup* NetworkElementSm::portGroup(Vek::Name const& name) const {
-  return portGroup_.find(name);
-}
-void NetworkElementSm::portGroupIs(
-    Vek::Ptr<NetworkTopologyAggregatorV3::PortGroup const> const& group) {
-  portGroup_.is(*this, group);
-}
-void NetworkElementSm::portGroupDel(Vek::Name const& name) { portGroup_.del(name); }
-void NetworkElementSm::portGroupDelAll() { portGroup_.delAll(); }
-
 // --- Handlers -------------------------------------------------------------------
 
 void NetworkElementSm::handleInitialized() {

@@ -14,6 +14,7 @@
 // Made and removed by NetworkElementCollectionSm, one per element.
 #pragma once
 
+#include "reactive/Accessors.h"
 #include "reactive/StateMachine.h"
 #include "schema/Resources.h"
 #include "schema/Topology.h"
@@ -32,26 +33,20 @@ class NetworkElementSm : public Vek::StateMachine<NetworkElementSm> {
   NetworkElementSm(Vek::Name name, Vek::Ptr<NetworkElement> const& networkElement)
       : name_(std::move(name)), networkElement_(networkElement) {}
 
-  Vek::Name name() const { return name_.get(); }
-  Vek::Ptr<NetworkElement> networkElement() const { return networkElement_.get(); }
-  Vek::Ptr<Host const> topologyHost() const { return topologyHost_.get(); }
+  VEK_SM_PARAM(name, Vek::Name)
+  VEK_SM_REACTOR(networkElement, VekNetworkElement, NetworkElement)
   // Gives the element its host: re-points or builds the reactor, then runs
   // handleTopologyHost(). The same host again does nothing.
+  VEK_SM_REACTOR_GET(topologyHost, VekTopologyHost, Host const)
   void topologyHostIs(Vek::Ptr<Host const> const& host);
   // Takes the host away: the reactor turns zombie, handleTopologyHost()
   // runs without a host, and the reactor goes. Returns the old host.
   Vek::Ptr<Host const> topologyHostDel();
-
-  VekPhysicalInterface* physicalInterface(Vek::String const& name) const;
-  void physicalInterfaceIs(Vek::Ptr<PhysicalInterface> const& interface);
-  void physicalInterfaceDel(Vek::String const& name);
-  void physicalInterfaceDelAll();
-  VekPortGroup* portGroup(Vek::Name const& name) const;
-  void portGroupIs(Vek::Ptr<NetworkTopologyAggregatorV3::PortGroup const> const& group);
-  void portGroupDel(Vek::Name const& name);
-  void portGroupDelAll();
-
-  bool initialized() const { return initialized_.get(); }
+  // The children PhysicalInterfaceSm, PortGroupSm and HostResourcesSm stand
+  // here, between topologyHost and physicalInterface, once they exist.
+  VEK_SM_REACTORS(physicalInterface, Vek::String, VekPhysicalInterface)
+  VEK_SM_REACTORS(portGroup, Vek::Name, VekPortGroup)
+  VEK_SM_ATTR(initialized, bool)
 
   // Handlers.
   void handleTopologyHost();
@@ -73,16 +68,6 @@ class NetworkElementSm : public Vek::StateMachine<NetworkElementSm> {
     return std::tuple{&NetworkElementSm::name_, &NetworkElementSm::networkElement_};
   }
   static auto vekMembers();
-
- private:
-  Vek::Param<"name", Vek::Name> name_;
-  Vek::ReactorSlot<"networkElement", VekNetworkElement, NetworkElement> networkElement_;
-  Vek::ReactorSlot<"topologyHost", VekTopologyHost, Host const> topologyHost_;
-  // The children PhysicalInterfaceSm, PortGroupSm and HostResourcesSm stand
-  // here, between topologyHost and physicalInterface, once they exist.
-  Vek::ReactorMap<"physicalInterface", Vek::String, VekPhysicalInterface> physicalInterface_;
-  Vek::ReactorMap<"portGroup", Vek::Name, VekPortGroup> portGroup_;
-  Vek::Attr<"initialized", bool> initialized_;
 };
 
 class NetworkElementSm::VekNetworkElement
@@ -144,27 +129,20 @@ class NetworkElementSm::VekPortGroup
 
 inline auto NetworkElementSm::vekMembers() {
   using N = NetworkElementSm;
-  return Vek::members(
-      &N::name_, &N::networkElement_, &N::topologyHost_,
-      Vek::handler<"handleTopologyHost", &N::handleTopologyHost>(),
-      Vek::handler<"handleIsSwitchElement", &N::handleIsSwitchElement>(),
-      Vek::handler<"handleResourcesForHostname", &N::handleResourcesForHostname>(),
-      Vek::mirror(&N::physicalInterface_,
-                  [](N const& n) {
-                    return n.networkElement() ? &n.networkElement()->physicalInterfaceCol()
-                                              : nullptr;
-                  }),
-      Vek::handler<"handleInterface", &N::handleInterface>(),
-      Vek::handler<"handlePhysicalInterface", &N::handlePhysicalInterface>(),
-      Vek::handler<"handleNePortGroup", &N::handleNePortGroup>(),
-      Vek::handler<"handleTopologyPortGroup",
-                   static_cast<void (N::*)(Vek::Name)>(&N::handleTopologyPortGroup)>(),
-      Vek::mirror(&N::portGroup_,
-                  [](N const& n) {
-                    return n.topologyHost() ? &n.topologyHost()->portGroupCol() : nullptr;
-                  }),
-      Vek::handler<"handleInitialized", &N::handleInitialized>(), &N::initialized_,
-      Vek::handler<"doCleanup", &N::doCleanup>());
+  return Vek::members(&N::name_, &N::networkElement_, &N::topologyHost_,
+                      Vek::handler<"handleTopologyHost", &N::handleTopologyHost>(),
+                      Vek::handler<"handleIsSwitchElement", &N::handleIsSwitchElement>(),
+                      Vek::handler<"handleResourcesForHostname", &N::handleResourcesForHostname>(),
+                      Vek::mirror(&N::physicalInterface_, &N::networkElement,
+                                  &NetworkElement::physicalInterfaceCol),
+                      Vek::handler<"handleInterface", &N::handleInterface>(),
+                      Vek::handler<"handlePhysicalInterface", &N::handlePhysicalInterface>(),
+                      Vek::handler<"handleNePortGroup", &N::handleNePortGroup>(),
+                      Vek::handler<"handleTopologyPortGroup", static_cast<void (N::*)(Vek::Name)>(
+                                                                  &N::handleTopologyPortGroup)>(),
+                      Vek::mirror(&N::portGroup_, &N::topologyHost, &Host::portGroupCol),
+                      Vek::handler<"handleInitialized", &N::handleInitialized>(), &N::initialized_,
+                      Vek::handler<"doCleanup", &N::doCleanup>());
 }
 
 }  // namespace VirtualNetwork::Agent

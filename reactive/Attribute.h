@@ -204,4 +204,43 @@ class EntityMap {
   HashMap<K, T> map_;
 };
 
+// The holders of a record, by a string of each holder's own choosing:
+// whoever needs the record adds its string and takes it away when done; the
+// holder that empties the set deletes the record, the set never does. A
+// record publishes referrer(r), referrerCol(), referrerIs(r), referrerDel(r)
+// and referrerDelAll() by deriving from it:
+//
+//   class MappedVni : public Vek::Record<MappedVni>, public Vek::Referrers<MappedVni, 258> {...};
+//
+// With Flagged, each holder holds with a flag: referrer(r) reads the flag
+// (false if absent) and referrerIs(r, flag) writes it (ReferrerMap).
+template <class Self, AttributeId Id, bool Flagged = false>
+class Referrers {
+  using Store = std::conditional_t<Flagged, ValueMap<String, bool, Id>, ValueSet<String, Id>>;
+
+ public:
+  static constexpr AttributeId referrerId = Id;
+
+  bool referrer(String const& r) const {
+    if constexpr (Flagged) {
+      return referrer_.get(r);
+    } else {
+      return referrer_.contains(r);
+    }
+  }
+  Store const& referrerCol() const { return referrer_; }
+  void referrerIs(String const& r) requires(!Flagged) { referrer_.set(self(), r); }
+  void referrerIs(String const& r, bool flag) requires Flagged { referrer_.set(self(), r, flag); }
+  void referrerDel(String const& r) { referrer_.del(self(), r); }
+  void referrerDelAll() { referrer_.delAll(self()); }
+
+ private:
+  Self const& self() const { return static_cast<Self const&>(*this); }
+
+  Store referrer_;
+};
+
+template <class Self, AttributeId Id>
+using ReferrerMap = Referrers<Self, Id, true>;
+
 }  // namespace Vek

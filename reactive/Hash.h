@@ -24,16 +24,7 @@ namespace detail {
 class TextRef;
 }
 
-// murmur3's finaliser: every input bit reaches every output bit.
-constexpr U32 mix32(U32 h) {
-  h ^= h >> 16;
-  h *= 0x85ebca6bu;
-  h ^= h >> 13;
-  h *= 0xc2b2ae35u;
-  h ^= h >> 16;
-  return h;
-}
-
+// murmur3's 64-bit finaliser: every input bit reaches every output bit.
 constexpr U32 mix64(U64 v) {
   v ^= v >> 33;
   v *= 0xff51afd7ed558ccdull;
@@ -42,6 +33,8 @@ constexpr U32 mix64(U64 v) {
   v ^= v >> 33;
   return static_cast<U32>(v);
 }
+
+constexpr U32 mix32(U32 h) { return mix64(h); }
 
 // FNV-1a over the bytes, then mixed.
 constexpr U32 hashBytes(std::string_view text) {

@@ -96,6 +96,36 @@ T* memberPtr(Ptr<T> const* member) {
   return member ? member->ptr() : nullptr;
 }
 
+// What every keyed member kind holds: counted members of type T by key,
+// their lookup and their walk.
+template <FixedString Name, MemberKind Kind, class K, class T>
+class KeyedMembers {
+ public:
+  static constexpr MemberKind kind = Kind;
+  static constexpr FixedString name = Name;
+  using Key = K;
+  using Iterator = typename HashMap<K, T>::Iterator;
+
+  T* find(K const& key) const { return map_[key]; }
+  U32 size() const { return map_.size(); }
+  U32 changeCount() const { return map_.changeCount(); }
+  Iterator iterator() const { return map_.iterator(); }
+
+  void vekRelease() { map_.emptyAllBuckets(); }
+
+ protected:
+  // Calls f(member) for each member, in insertion order; a member removed
+  // during the walk is skipped.
+  template <class F>
+  void forEachMember(F&& f) {
+    for (auto it = map_.iterator(); it; ++it) {
+      if (it.currNodeNonStale()) f(*it.ptr());
+    }
+  }
+
+  HashMap<K, T> map_;
+};
+
 }  // namespace detail
 
 // A constructor parameter: set at construction, never changed.
@@ -214,24 +244,18 @@ class ReactorSlot {
 // `Tail` ends the text of the null-pointer error, where a map's message has
 // always ended in something of its own.
 template <FixedString Name, class K, class R, FixedString Tail = "">
-class ReactorMap {
- public:
-  static constexpr MemberKind kind = MemberKind::keyedReactors;
-  static constexpr FixedString name = Name;
-  using Reactor = R;
-  using Key = K;
-  using Iterator = typename HashMap<K, R>::Iterator;
+class ReactorMap : public detail::KeyedMembers<Name, MemberKind::keyedReactors, K, R> {
+  using detail::KeyedMembers<Name, MemberKind::keyedReactors, K, R>::map_;
 
-  R* find(K const& key) const { return map_[key]; }
+ public:
+  using Reactor = R;
+
   // The entity watched under `key`, or null.
   template <class RR = R>
   typename RR::NotifierPtr get(K const& key) const {
     R* r = map_[key];
     return r ? r->notifier() : nullptr;
   }
-  U32 size() const { return map_.size(); }
-  U32 changeCount() const { return map_.changeCount(); }
-  Iterator iterator() const { return map_.iterator(); }
 
   template <class Owner, class RR = R>
   Ptr<R> is(Owner& owner, typename RR::NotifierPtr const& notifier) {
@@ -283,20 +307,14 @@ class ReactorMap {
   }
 
   void vekActivate(bool active) {
-    for (auto it = map_.iterator(); it; ++it) it.ptr()->hasNotificationActiveIs(active);
+    this->forEachMember([&](R& r) { r.hasNotificationActiveIs(active); });
   }
   void vekZombie(bool flag) {
-    for (auto it = map_.iterator(); it; ++it) {
-      if (it.currNodeNonStale()) it.ptr()->vekDoZombieReactors(flag);
-    }
+    this->forEachMember([&](R& r) { r.vekDoZombieReactors(flag); });
   }
   void vekClearOwner() {
-    for (auto it = map_.iterator(); it; ++it) it.ptr()->ownerIs(nullptr);
+    this->forEachMember([](R& r) { r.ownerIs(nullptr); });
   }
-  void vekRelease() { map_.emptyAllBuckets(); }
-
- private:
-  HashMap<K, R> map_;
 };
 
 // The single child machine of this attribute.
@@ -340,31 +358,17 @@ class MachineSlot {
 
 // Keyed child machines.
 template <FixedString Name, class K, class M>
-class MachineMap {
- public:
-  static constexpr MemberKind kind = MemberKind::keyedMachines;
-  static constexpr FixedString name = Name;
-  using Machine = M;
-  using Key = K;
-  using Iterator = typename HashMap<K, M>::Iterator;
+class MachineMap : public detail::KeyedMembers<Name, MemberKind::keyedMachines, K, M> {
+  using detail::KeyedMembers<Name, MemberKind::keyedMachines, K, M>::map_;
 
-  M* find(K const& key) const { return map_[key]; }
-  U32 size() const { return map_.size(); }
-  U32 changeCount() const { return map_.changeCount(); }
-  Iterator iterator() const { return map_.iterator(); }
+ public:
+  using Machine = M;
 
   // The machine of `key`, made and activated if absent. An existing one
   // with other constructor parameters raises the name-in-use error.
   template <class... A>
   Ptr<M> is(K const& key, A const&... params) {
-    if (Ptr<M> m = map_[key]) {
-      m->vekCheckParams(key, params...);
-      return m;
-    }
-    Ptr<M> m = M::vekCreate(key, params...);
-    map_.newMember(m, key);
-    m->hasNotificationActiveIs(true);
-    return m;
+    return isAt(key, key, params...);
   }
 
   // The same for a machine whose key is not its first constructor
@@ -389,31 +393,19 @@ class MachineMap {
   }
 
   void vekActivate(bool active) {
-    for (auto it = map_.iterator(); it; ++it) it.ptr()->hasNotificationActiveIs(active);
+    this->forEachMember([&](M& m) { m.hasNotificationActiveIs(active); });
   }
   void vekDeleteMachines() { delAll(); }
-  void vekRelease() { map_.emptyAllBuckets(); }
-
- private:
-  HashMap<K, M> map_;
 };
 
 // Keyed records that a machine owns and makes itself (no notification: a
 // machine has no notifiees). Members are built as T(key), activated, and
 // detached from their parent when they leave.
 template <FixedString Name, class K, class T>
-class ChildMap {
+class ChildMap : public detail::KeyedMembers<Name, MemberKind::keyedEntities, K, T> {
+  using detail::KeyedMembers<Name, MemberKind::keyedEntities, K, T>::map_;
+
  public:
-  static constexpr MemberKind kind = MemberKind::keyedEntities;
-  static constexpr FixedString name = Name;
-  using Key = K;
-  using Iterator = typename HashMap<K, T>::Iterator;
-
-  T* find(K const& key) const { return map_[key]; }
-  U32 size() const { return map_.size(); }
-  U32 changeCount() const { return map_.changeCount(); }
-  Iterator iterator() const { return map_.iterator(); }
-
   // The member of `key`; `made` tells whether it was made now.
   Ptr<T> is(K const& key, bool* made = nullptr) {
     if (made) *made = false;
@@ -436,10 +428,6 @@ class ChildMap {
   }
 
   void vekDeleteMachines() { delAll(); }
-  void vekRelease() { map_.emptyAllBuckets(); }
-
- private:
-  HashMap<K, T> map_;
 };
 
 // --- The declaration list -------------------------------------------------
@@ -468,6 +456,16 @@ struct Mirror {
 template <class MemberPtr, class Source>
 constexpr Mirror<MemberPtr, Source> mirror(MemberPtr member, Source source) {
   return {member, source};
+}
+
+// The usual source: the collection `collection` of the entity that the
+// owner's `watched()` gives, or null while it gives none.
+template <class MemberPtr, class Watched, class Collection>
+constexpr auto mirror(MemberPtr member, Watched watched, Collection collection) {
+  return mirror(member, [watched, collection](auto const& owner) {
+    auto const entity = (owner.*watched)();
+    return entity ? &((*entity).*collection)() : nullptr;
+  });
 }
 
 template <class... D>
@@ -538,13 +536,6 @@ void forEachMirror(Owner& owner, F&& f) {
 // Generic upkeep over all members of a machine or reactor.
 namespace generated {
 
-template <class Owner>
-void activate(Owner& owner, bool active) {
-  forEachMember(owner, [&](auto& m) {
-    if constexpr (requires { m.vekActivate(active); }) m.vekActivate(active);
-  });
-}
-
 // Single reactors first, then the members of each keyed reactor collection.
 template <class Owner>
 void zombieReactors(Owner& owner, bool flag) {
@@ -556,32 +547,31 @@ void zombieReactors(Owner& owner, bool flag) {
   });
 }
 
+// Calls m.call on each member of owner that has such a member function.
+#define VEK_EACH_MEMBER(owner, call)            \
+  forEachMember(owner, [&](auto& m) {           \
+    if constexpr (requires { m.call; }) m.call; \
+  })
+
+template <class Owner>
+void activate(Owner& owner, bool active) {
+  VEK_EACH_MEMBER(owner, vekActivate(active));
+}
 template <class Owner>
 void clearOwners(Owner& owner) {
-  forEachMember(owner, [&](auto& m) {
-    if constexpr (requires { m.vekClearOwner(); }) m.vekClearOwner();
-  });
+  VEK_EACH_MEMBER(owner, vekClearOwner());
 }
-
 template <class Owner>
 void deleteMachines(Owner& owner) {
-  forEachMember(owner, [&](auto& m) {
-    if constexpr (requires { m.vekDeleteMachines(); }) m.vekDeleteMachines();
-  });
+  VEK_EACH_MEMBER(owner, vekDeleteMachines());
 }
-
 template <class Owner>
 void release(Owner& owner) {
-  forEachMember(owner, [&](auto& m) {
-    if constexpr (requires { m.vekRelease(); }) m.vekRelease();
-  });
+  VEK_EACH_MEMBER(owner, vekRelease());
 }
-
 template <class Owner>
 void constructSlots(Owner& owner) {
-  forEachMember(owner, [&](auto& m) {
-    if constexpr (requires { m.vekConstruct(owner); }) m.vekConstruct(owner);
-  });
+  VEK_EACH_MEMBER(owner, vekConstruct(owner));
 }
 
 template <class Owner>

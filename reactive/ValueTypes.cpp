@@ -17,25 +17,31 @@ U32 hashPair(U32 seed, U32 first, U32 second) {
   return hashStep(hashStep(Vek::mix32(seed), first), second);
 }
 
-// "<first>|<second>" built in one allocation.
-Vek::String joinWithBar(Vek::String const& first, Vek::String const& second) {
-  std::string text;
-  text.reserve(first.size() + 1 + second.size());
-  text.append(first.view());
-  text.push_back('|');
-  text.append(second.view());
-  return Vek::String(text);
-}
-
-// Lexicographic order on two string parts.
-bool lessPair(Vek::String const& a1, Vek::String const& a2, Vek::String const& b1,
-              Vek::String const& b2) {
-  if (a1 < b1) return true;
-  if (b1 < a1) return false;
-  return a2 < b2;
-}
-
 }  // namespace
+
+namespace Vek {
+
+String TextPair::name() const {
+  // Built in one allocation.
+  std::string text;
+  text.reserve(first_.size() + 1 + second_.size());
+  text.append(first_.view());
+  text.push_back('|');
+  text.append(second_.view());
+  return String(text);
+}
+
+U32 TextPair::hash(U32 seed) const { return hashPair(seed, first_.hash(), second_.hash()); }
+
+bool operator<(TextPair const& a, TextPair const& b) {
+  if (a.first_ < b.first_) return true;
+  if (b.first_ < a.first_) return false;
+  return a.second_ < b.second_;
+}
+
+std::ostream& operator<<(std::ostream& os, TextPair const& pair) { return os << pair.name(); }
+
+}  // namespace Vek
 
 namespace Bridging {
 
@@ -63,35 +69,6 @@ std::ostream& operator<<(std::ostream& os, Range const& range) {
   return os << range.min() << '-' << range.max();
 }
 
-namespace Client {
-
-Vek::String ClientDomain::name() const { return joinWithBar(first_, second_); }
-
-U32 ClientDomain::hash(U32 seed) const { return hashPair(seed, first_.hash(), second_.hash()); }
-
-bool operator<(ClientDomain const& a, ClientDomain const& b) {
-  return lessPair(a.first(), a.second(), b.first(), b.second());
-}
-
-std::ostream& operator<<(std::ostream& os, ClientDomain const& domain) {
-  return os << domain.first() << '|' << domain.second();
-}
-
-Vek::String SwitchInterface::name() const { return joinWithBar(switchId_, intfName_); }
-
-U32 SwitchInterface::hash(U32 seed) const {
-  return hashPair(seed, switchId_.hash(), intfName_.hash());
-}
-
-bool operator<(SwitchInterface const& a, SwitchInterface const& b) {
-  return lessPair(a.switchId(), a.intfName(), b.switchId(), b.intfName());
-}
-
-std::ostream& operator<<(std::ostream& os, SwitchInterface const& intf) {
-  return os << intf.switchId() << '|' << intf.intfName();
-}
-
-}  // namespace Client
 }  // namespace VirtualNetwork
 
 namespace VxlanController {

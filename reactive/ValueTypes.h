@@ -20,30 +20,67 @@
 #include <utility>
 
 #include "reactive/Exception.h"
+#include "reactive/FixedString.h"
 #include "reactive/String.h"
 #include "reactive/Types.h"
 
-namespace Bridging {
+namespace Vek {
 
-// A VLAN id, 1..4094, or 0 for none.
-class VlanIdOrNone {
+// A number that its upper bound checks when it is made: a greater value
+// raises the range error with the text `Error`. Implicit from the number, by
+// design: the records take plain numbers where they hold these.
+template <class Rep, Rep Max, FixedString Error>
+class BoundedNumber {
  public:
-  static constexpr U16 max = 4094;
+  static constexpr Rep max = Max;
 
-  VlanIdOrNone() = default;
-  // The argument is cut to 16 bits before the check, as the records always
-  // stored it: 65541 becomes 5, while 4095 and 65535 are refused.
-  VlanIdOrNone(U32 value) : value_(static_cast<U16>(value)) {  // NOLINT: implicit by design
-    if (value_ > max) Vek::throwRangeException("VlanIdOrNone::value > 4094 not allowed");
+  BoundedNumber() = default;
+  BoundedNumber(Rep value) : value_(value) {  // NOLINT: implicit by design
+    if (value_ > Max) throwRangeException(Error.c_str());
   }
 
-  U16 value() const { return value_; }
+  Rep value() const { return value_; }
 
-  friend bool operator==(VlanIdOrNone, VlanIdOrNone) = default;
-  friend auto operator<=>(VlanIdOrNone, VlanIdOrNone) = default;
+  friend bool operator==(BoundedNumber, BoundedNumber) = default;
+  friend auto operator<=>(BoundedNumber, BoundedNumber) = default;
 
  private:
-  U16 value_ = 0;
+  Rep value_ = 0;
+};
+
+// Two texts kept in the order given: the base of the two-part keys. Its
+// name (and its printed form) joins them with "|"; it orders by the first,
+// then the second.
+class TextPair {
+ public:
+  TextPair() = default;
+  TextPair(String first, String second) : first_(std::move(first)), second_(std::move(second)) {}
+
+  String name() const;
+  U32 hash(U32 seed) const;
+
+  friend bool operator==(TextPair const&, TextPair const&) = default;
+  friend bool operator<(TextPair const& a, TextPair const& b);
+
+ protected:
+  String first_;
+  String second_;
+};
+
+std::ostream& operator<<(std::ostream& os, TextPair const& pair);
+
+}  // namespace Vek
+
+namespace Bridging {
+
+// A VLAN id, 1..4094, or 0 for none. The argument is cut to 16 bits before
+// the check, as the records always stored it: 65541 becomes 5, while 4095
+// and 65535 are refused.
+class VlanIdOrNone
+    : public Vek::BoundedNumber<U16, 4094, "VlanIdOrNone::value > 4094 not allowed"> {
+ public:
+  VlanIdOrNone() = default;
+  VlanIdOrNone(U32 value) : BoundedNumber(static_cast<U16>(value)) {}  // NOLINT: implicit by design
 };
 
 std::ostream& operator<<(std::ostream& os, VlanIdOrNone vlan);
@@ -53,23 +90,11 @@ std::ostream& operator<<(std::ostream& os, VlanIdOrNone vlan);
 namespace Vxlan {
 
 // A VXLAN network identifier: 24 bits, 0 included.
-class Vni {
+class Vni
+    : public Vek::BoundedNumber<U32, 16777215, "Vni::value < Vni::min or > Vni::max not allowed"> {
  public:
   static constexpr U32 min = 0;
-  static constexpr U32 max = 16777215;
-
-  Vni() = default;
-  Vni(U32 value) : value_(value) {  // NOLINT: implicit by design
-    if (value_ > max) Vek::throwRangeException("Vni::value < Vni::min or > Vni::max not allowed");
-  }
-
-  U32 value() const { return value_; }
-
-  friend bool operator==(Vni, Vni) = default;
-  friend auto operator<=>(Vni, Vni) = default;
-
- private:
-  U32 value_ = 0;
+  using BoundedNumber::BoundedNumber;
 };
 
 std::ostream& operator<<(std::ostream& os, Vni vni);
@@ -108,52 +133,20 @@ std::ostream& operator<<(std::ostream& os, Range const& range);
 namespace Client {
 
 // A client's domain: two names, kept in the order given.
-class ClientDomain {
+class ClientDomain : public Vek::TextPair {
  public:
-  ClientDomain() = default;
-  ClientDomain(Vek::String first, Vek::String second)
-      : first_(std::move(first)), second_(std::move(second)) {}
-
+  using TextPair::TextPair;
   Vek::String const& first() const { return first_; }
   Vek::String const& second() const { return second_; }
-  // "<first>|<second>", as printed.
-  Vek::String name() const;
-  U32 hash(U32 seed) const;
-
-  friend bool operator==(ClientDomain const&, ClientDomain const&) = default;
-  // By first, then second.
-  friend bool operator<(ClientDomain const& a, ClientDomain const& b);
-
- private:
-  Vek::String first_;
-  Vek::String second_;
 };
-
-std::ostream& operator<<(std::ostream& os, ClientDomain const& domain);
 
 // One interface of one switch.
-class SwitchInterface {
+class SwitchInterface : public Vek::TextPair {
  public:
-  SwitchInterface() = default;
-  SwitchInterface(Vek::String switchId, Vek::String intfName)
-      : switchId_(std::move(switchId)), intfName_(std::move(intfName)) {}
-
-  Vek::String const& switchId() const { return switchId_; }
-  Vek::String const& intfName() const { return intfName_; }
-  // "<switchId>|<intfName>", as printed.
-  Vek::String name() const;
-  U32 hash(U32 seed) const;
-
-  friend bool operator==(SwitchInterface const&, SwitchInterface const&) = default;
-  // By switch, then interface.
-  friend bool operator<(SwitchInterface const& a, SwitchInterface const& b);
-
- private:
-  Vek::String switchId_;
-  Vek::String intfName_;
+  using TextPair::TextPair;
+  Vek::String const& switchId() const { return first_; }
+  Vek::String const& intfName() const { return second_; }
 };
-
-std::ostream& operator<<(std::ostream& os, SwitchInterface const& intf);
 
 }  // namespace Client
 }  // namespace VirtualNetwork

@@ -48,33 +48,40 @@ NetworkElementCollection::~NetworkElementCollection() {
   for (auto const& intf : interfaces) intf->destroy();
 }
 
-Vek::Ptr<NetworkElementCollection> Status::networkElementCollectionIs(Vek::Name const& name) {
-  Vek::Ptr<NetworkElementCollection> present = networkElementCollection_.get();
+namespace {
+
+// The collection of `name` in a slot of the output root: the present one if
+// it has this name, otherwise a new one in its place (notified).
+template <class T, Vek::AttributeId Id>
+Vek::Ptr<T> namedIs(Status const& owner, Vek::Value<Vek::Ptr<T>, Id>& slot, Vek::Name const& name) {
+  Vek::Ptr<T> present = slot.get();
   if (present && present->name() == name) return present;
-  Vek::Ptr<NetworkElementCollection> fresh = NetworkElementCollectionIs(name);
-  networkElementCollection_.set(*this, fresh);
+  Vek::Ptr<T> fresh(new T(name));
+  slot.set(owner, fresh);
   return fresh;
 }
 
-Vek::Ptr<NetworkElementCollection> Status::networkElementCollectionDel() {
-  Vek::Ptr<NetworkElementCollection> present = networkElementCollection_.get();
-  networkElementCollection_.set(*this, nullptr);
+template <class T, Vek::AttributeId Id>
+Vek::Ptr<T> namedDel(Status const& owner, Vek::Value<Vek::Ptr<T>, Id>& slot) {
+  Vek::Ptr<T> present = slot.get();
+  slot.set(owner, nullptr);
   return present;
 }
 
+}  // namespace
+
+Vek::Ptr<NetworkElementCollection> Status::networkElementCollectionIs(Vek::Name const& name) {
+  return namedIs(*this, networkElementCollection_, name);
+}
+Vek::Ptr<NetworkElementCollection> Status::networkElementCollectionDel() {
+  return namedDel(*this, networkElementCollection_);
+}
 Vek::Ptr<RequestedResourcesCollection> Status::requestedResourcesCollectionIs(
     Vek::Name const& name) {
-  Vek::Ptr<RequestedResourcesCollection> present = requestedResourcesCollection_.get();
-  if (present && present->name() == name) return present;
-  Vek::Ptr<RequestedResourcesCollection> fresh = RequestedResourcesCollectionIs(name);
-  requestedResourcesCollection_.set(*this, fresh);
-  return fresh;
+  return namedIs(*this, requestedResourcesCollection_, name);
 }
-
 Vek::Ptr<RequestedResourcesCollection> Status::requestedResourcesCollectionDel() {
-  Vek::Ptr<RequestedResourcesCollection> present = requestedResourcesCollection_.get();
-  requestedResourcesCollection_.set(*this, nullptr);
-  return present;
+  return namedDel(*this, requestedResourcesCollection_);
 }
 
 }  // namespace VirtualNetwork

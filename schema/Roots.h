@@ -18,9 +18,7 @@
 
 #include <vector>
 
-#include "reactive/AllocTrack.h"
-#include "reactive/Attribute.h"
-#include "reactive/Entity.h"
+#include "reactive/Record.h"
 #include "reactive/ValueTypes.h"
 #include "schema/Resources.h"
 #include "schema/Topology.h"
@@ -28,33 +26,14 @@
 namespace VirtualNetwork {
 
 // The agent's configuration, written by the operator: on or off, and the
-// static VLAN-to-VNI maps of each client domain.
-class Config : public Vek::Entity, public Vek::AllocTracked<Config> {
+// static VLAN-to-VNI maps of each client domain. 258 is not used by this
+// record.
+class Config : public Vek::Record<Config> {
  public:
-  // 258 is not used by this record.
-  static constexpr Vek::AttributeId enabledId = 259;
-  static constexpr Vek::AttributeId vlanToVniMapId = 260;
-  using NotifieeConst = Vek::NotifieeConst;
+  using Record::Record;
 
-  explicit Config(Vek::Name name) : Entity(std::move(name)) {}
-
-  bool enabled() const { return enabled_.get(); }
-  void enabledIs(bool v) { enabled_.set(*this, v); }
-
-  Vek::Ptr<VlanToVniMap> vlanToVniMap(Client::ClientDomain const& domain) const {
-    return vlanToVniMap_.find(domain);
-  }
-  Vek::EntityMap<Client::ClientDomain, VlanToVniMap, vlanToVniMapId> const& vlanToVniMapCol()
-      const {
-    return vlanToVniMap_;
-  }
-  Vek::Ptr<VlanToVniMap> vlanToVniMapIs(Client::ClientDomain const& domain) {
-    return vlanToVniMap_.is(*this, domain);
-  }
-  Vek::Ptr<VlanToVniMap> vlanToVniMapDel(Client::ClientDomain const& domain) {
-    return vlanToVniMap_.del(*this, domain);
-  }
-  void vlanToVniMapDelAll() { vlanToVniMap_.delAll(*this); }
+  VEK_VALUE(enabled, 259, bool)
+  VEK_ENTITIES(vlanToVniMap, 260, Client::ClientDomain, VlanToVniMap)
 
   // The VNI that the domain's static map gives `vlan`, or 0.
   //
@@ -68,69 +47,27 @@ class Config : public Vek::Entity, public Vek::AllocTracked<Config> {
   // Nothing checks the VNI against the 24 bits of a Vxlan::Vni: the caller
   // that makes one refuses it.
   U32 vniForVlan(Client::ClientDomain const& domain, U32 vlan) const;
-
- private:
-  Vek::Value<bool, enabledId> enabled_;
-  Vek::EntityMap<Client::ClientDomain, VlanToVniMap, vlanToVniMapId> vlanToVniMap_;
 };
 
 // The global requests of all clients, merged by hostname.
-class RequestedResourcesCollection : public Vek::Entity,
-                                     public Vek::AllocTracked<RequestedResourcesCollection> {
+class RequestedResourcesCollection : public Vek::Record<RequestedResourcesCollection> {
  public:
-  static constexpr Vek::AttributeId resourcesForHostnameId = 258;
-  using NotifieeConst = Vek::NotifieeConst;
-  using Notifiee = Vek::NotifieeConst;
+  using Record::Record;
 
-  explicit RequestedResourcesCollection(Vek::Name name) : Entity(std::move(name)) {}
-
-  Vek::Ptr<ResourcesForHostname> resourcesForHostname(Vek::Name const& hostname) const {
-    return resourcesForHostname_.find(hostname);
-  }
-  Vek::EntityMap<Vek::Name, ResourcesForHostname, resourcesForHostnameId> const&
-  resourcesForHostnameCol() const {
-    return resourcesForHostname_;
-  }
-  Vek::Ptr<ResourcesForHostname> resourcesForHostnameIs(Vek::Name const& hostname) {
-    return resourcesForHostname_.is(*this, hostname);
-  }
-  Vek::Ptr<ResourcesForHostname> resourcesForHostnameDel(Vek::Name const& hostname) {
-    return resourcesForHostname_.del(*this, hostname);
-  }
-  void resourcesForHostnameDelAll() { resourcesForHostname_.delAll(*this); }
-
- private:
-  Vek::EntityMap<Vek::Name, ResourcesForHostname, resourcesForHostnameId> resourcesForHostname_;
+  VEK_ENTITIES(resourcesForHostname, 258, Vek::Name, ResourcesForHostname)
 };
 
 // All network elements, switches and hosts, by the colon form of the MAC.
-class NetworkElementCollection : public Vek::Entity,
-                                 public Vek::AllocTracked<NetworkElementCollection> {
+class NetworkElementCollection : public Vek::Record<NetworkElementCollection> {
  public:
-  static constexpr Vek::AttributeId networkElementId = 258;
-  using NotifieeConst = Vek::NotifieeConst;
-  using Notifiee = Vek::NotifieeConst;
-
-  explicit NetworkElementCollection(Vek::Name name) : Entity(std::move(name)) {}
+  using Record::Record;
   // Takes the remaining elements apart, their interfaces and port groups
   // included: elements refer to each other through their interfaces, and a
   // port group and its members refer to each other, so dropping the
   // collection alone would leave them keeping each other alive.
   ~NetworkElementCollection() override;
 
-  Vek::Ptr<NetworkElement> networkElement(Vek::Name const& name) const {
-    return networkElement_.find(name);
-  }
-  Vek::EntityMap<Vek::Name, NetworkElement, networkElementId> const& networkElementCol() const {
-    return networkElement_;
-  }
-  Vek::Ptr<NetworkElement> networkElementIs(Vek::Name const& name) {
-    return networkElement_.is(*this, name);
-  }
-  Vek::Ptr<NetworkElement> networkElementDel(Vek::Name const& name) {
-    return networkElement_.del(*this, name);
-  }
-  void networkElementDelAll() { networkElement_.delAll(*this); }
+  VEK_ENTITIES(networkElement, 258, Vek::Name, NetworkElement)
 
   // Removes every element, each removal notified, then calls destroy() on
   // each removed element. The collection stays usable: networkElementIs
@@ -141,19 +78,16 @@ class NetworkElementCollection : public Vek::Entity,
  private:
   // Removes every element, each removal notified; returns them in order.
   std::vector<Vek::Ptr<NetworkElement>> removeAll();
-
-  Vek::EntityMap<Vek::Name, NetworkElement, networkElementId> networkElement_;
 };
 
 // The root of the agent's output, handed over by the host process.
-class Status : public Vek::Entity, public Vek::AllocTracked<Status> {
+class Status : public Vek::Record<Status> {
  public:
   // Not given by the record's readers: 258 on, in declaration order.
   static constexpr Vek::AttributeId networkElementCollectionId = 258;
   static constexpr Vek::AttributeId requestedResourcesCollectionId = 259;
-  using NotifieeConst = Vek::NotifieeConst;
 
-  explicit Status(Vek::Name name) : Entity(std::move(name)) {}
+  using Record::Record;
 
   Vek::Ptr<NetworkElementCollection> networkElementCollection() const {
     return networkElementCollection_.get();
@@ -179,71 +113,26 @@ class Status : public Vek::Entity, public Vek::AllocTracked<Status> {
 };
 
 // Creators for the host process and for tests.
-inline Vek::Ptr<Config> ConfigIs(Vek::Name name) { return new Config(std::move(name)); }
-inline Vek::Ptr<RequestedResourcesCollection> RequestedResourcesCollectionIs(Vek::Name name) {
-  return new RequestedResourcesCollection(std::move(name));
-}
-inline Vek::Ptr<NetworkElementCollection> NetworkElementCollectionIs(Vek::Name name) {
-  return new NetworkElementCollection(std::move(name));
-}
-inline Vek::Ptr<Status> StatusIs(Vek::Name name) { return new Status(std::move(name)); }
+VEK_RECORD_CREATOR(Config, Vek::Name)
+VEK_RECORD_CREATOR(RequestedResourcesCollection, Vek::Name)
+VEK_RECORD_CREATOR(NetworkElementCollection, Vek::Name)
+VEK_RECORD_CREATOR(Status, Vek::Name)
 
 }  // namespace VirtualNetwork
 
 namespace NetworkTopologyAggregatorV3 {
 
-// The topology service's root: hosts, edges by sending port, and the hosts
-// of each hostname.
-class Status : public Vek::Entity, public Vek::AllocTracked<Status> {
+// The topology service's root: hosts, edges by sending port (found by the
+// port object, not by its name), and the hosts of each hostname.
+class Status : public Vek::Record<Status> {
  public:
-  static constexpr Vek::AttributeId hostId = 258;
-  static constexpr Vek::AttributeId edgeId = 259;
-  static constexpr Vek::AttributeId hostsByHostnameId = 260;
-  using NotifieeConst = Vek::NotifieeConst;
-  using EdgeMap = Vek::EntityMap<Vek::Ptr<PortBase const>, DirectedEdge, edgeId>;
+  using Record::Record;
 
-  explicit Status(Vek::Name name) : Entity(std::move(name)) {}
-
-  Vek::Ptr<Host> host(Vek::Name const& name) const { return host_.find(name); }
-  Vek::EntityMap<Vek::Name, Host, hostId> const& hostCol() const { return host_; }
-  Vek::Ptr<Host> hostIs(Vek::Name const& name) { return host_.is(*this, name); }
-  Vek::Ptr<Host> hostDel(Vek::Name const& name) { return host_.del(*this, name); }
-  void hostDelAll() { host_.delAll(*this); }
-
-  // The edge of a sending port, or null: found by the port object, not by
-  // its name.
-  Vek::Ptr<DirectedEdge> edge(Vek::Ptr<PortBase const> const& fromPort) const {
-    return edge_.find(fromPort);
-  }
-  EdgeMap const& edgeCol() const { return edge_; }
-  Vek::Ptr<DirectedEdge> edgeIs(Vek::Ptr<PortBase const> const& fromPort) {
-    return edge_.is(*this, fromPort);
-  }
-  Vek::Ptr<DirectedEdge> edgeDel(Vek::Ptr<PortBase const> const& fromPort) {
-    return edge_.del(*this, fromPort);
-  }
-  void edgeDelAll() { edge_.delAll(*this); }
-
-  Vek::Ptr<HostsByHostname> hostsByHostname(Vek::Name const& hostname) const {
-    return hostsByHostname_.find(hostname);
-  }
-  Vek::EntityMap<Vek::Name, HostsByHostname, hostsByHostnameId> const& hostsByHostnameCol() const {
-    return hostsByHostname_;
-  }
-  Vek::Ptr<HostsByHostname> hostsByHostnameIs(Vek::Name const& hostname) {
-    return hostsByHostname_.is(*this, hostname);
-  }
-  Vek::Ptr<HostsByHostname> hostsByHostnameDel(Vek::Name const& hostname) {
-    return hostsByHostname_.del(*this, hostname);
-  }
-  void hostsByHostnameDelAll() { hostsByHostname_.delAll(*this); }
-
- private:
-  Vek::EntityMap<Vek::Name, Host, hostId> host_;
-  EdgeMap edge_;
-  Vek::EntityMap<Vek::Name, HostsByHostname, hostsByHostnameId> hostsByHostname_;
+  VEK_ENTITIES(host, 258, Vek::Name, Host)
+  VEK_ENTITIES(edge, 259, Vek::Ptr<PortBase const>, DirectedEdge)
+  VEK_ENTITIES(hostsByHostname, 260, Vek::Name, HostsByHostname)
 };
 
-inline Vek::Ptr<Status> StatusIs(Vek::Name name) { return new Status(std::move(name)); }
+VEK_RECORD_CREATOR(Status, Vek::Name)
 
 }  // namespace NetworkTopologyAggregatorV3

@@ -22,9 +22,7 @@
 //   status->edgeIs(eth0)->toPortIs(switchPort, true);
 #pragma once
 
-#include "reactive/AllocTrack.h"
-#include "reactive/Attribute.h"
-#include "reactive/Entity.h"
+#include "reactive/Record.h"
 
 namespace NetworkTopologyAggregatorV3 {
 
@@ -32,26 +30,22 @@ class Host;
 class PortGroup;
 
 // A port or a port group of a host. Never made on its own.
-class PortBase : public Vek::Entity, public Vek::AllocTracked<PortBase> {
+class PortBase : public Vek::Record<PortBase> {
  public:
-  using NotifieeConst = Vek::NotifieeConst;
-
   // The host that holds this port now; null once the port has left it.
   virtual Vek::Ptr<Host const> host() const;
 
  protected:
-  explicit PortBase(Vek::Name name) : Entity(std::move(name)) {}
+  using Record::Record;
 };
 
 // A port of a host.
-class Port : public PortBase, public Vek::AllocTracked<Port> {
+class Port : public Vek::Record<Port, PortBase> {
  public:
   // Not given by the record's readers: 386, the first id of this level.
   static constexpr Vek::AttributeId portGroupId = 386;
-  using NotifieeConst = Vek::NotifieeConst;
-  using Vek::AllocTracked<Port>::vekAllocTrackTypeInfo_;
 
-  explicit Port(Vek::Name name) : PortBase(std::move(name)) {}
+  explicit Port(Vek::Name name) : Record(std::move(name)) {}
   // Out of line: the members hold records declared further down.
   ~Port() override;
 
@@ -67,129 +61,60 @@ class Port : public PortBase, public Vek::AllocTracked<Port> {
 };
 
 // A link aggregate of a host.
-class PortGroup : public PortBase, public Vek::AllocTracked<PortGroup> {
+class PortGroup : public Vek::Record<PortGroup, PortBase> {
  public:
-  static constexpr Vek::AttributeId memberPortId = 386;
-  using NotifieeConst = Vek::NotifieeConst;
-  using MemberMap = Vek::ValueMap<Vek::Name, Vek::Ptr<Port>, memberPortId>;
-  using Vek::AllocTracked<PortGroup>::vekAllocTrackTypeInfo_;
+  explicit PortGroup(Vek::Name name) : Record(std::move(name)) {}
 
-  explicit PortGroup(Vek::Name name) : PortBase(std::move(name)) {}
-
-  // Member ports by name; `memberPortIs(port)` takes a non-null port.
-  Vek::Ptr<Port> memberPort(Vek::Name const& name) const { return memberPort_.get(name); }
-  MemberMap const& memberPortCol() const { return memberPort_; }
-  void memberPortIs(Vek::Ptr<Port> const& port) { memberPort_.set(*this, port->name(), port); }
-  void memberPortDel(Vek::Name const& name) { memberPort_.del(*this, name); }
-  void memberPortDelAll() { memberPort_.delAll(*this); }
+  // Member ports by name.
+  VEK_REFERENCES(memberPort, 386, Vek::Name, Port)
 
   // Leaving the host empties the members.
   void handleParent(Vek::Entity* parent) override;
-
- private:
-  MemberMap memberPort_;
 };
 
 inline Vek::Ptr<PortGroup> Port::portGroup() const { return portGroup_.get(); }
 inline void Port::portGroupIs(Vek::Ptr<PortGroup> const& group) { portGroup_.set(*this, group); }
 
-// A host or a switch, by the colon form of its MAC address.
-class Host : public Vek::Entity, public Vek::AllocTracked<Host> {
+// A host or a switch, by the colon form of its MAC address. `hostname` and
+// `port` are not given by the record's readers: they take 258 and 259 in
+// declaration order; 260 to 264 stay unused.
+class Host : public Vek::Record<Host> {
  public:
-  // `hostname` and `port` are not given by the record's readers: they take
-  // 258 and 259 in declaration order; 260 to 264 stay unused.
-  static constexpr Vek::AttributeId hostnameId = 258;
-  static constexpr Vek::AttributeId portId = 259;
-  static constexpr Vek::AttributeId portGroupId = 265;
-  using NotifieeConst = Vek::NotifieeConst;
-
-  explicit Host(Vek::Name name) : Entity(std::move(name)) {}
+  using Record::Record;
 
   // The reported hostname, a different string from the name.
-  Vek::String hostname() const { return hostname_.get(); }
-  void hostnameIs(Vek::String const& v) { hostname_.set(*this, v); }
-
-  Vek::Ptr<Port> port(Vek::Name const& name) const { return port_.find(name); }
-  Vek::EntityMap<Vek::Name, Port, portId> const& portCol() const { return port_; }
-  Vek::Ptr<Port> portIs(Vek::Name const& name) { return port_.is(*this, name); }
-  Vek::Ptr<Port> portDel(Vek::Name const& name) { return port_.del(*this, name); }
-  void portDelAll() { port_.delAll(*this); }
-
-  Vek::Ptr<PortGroup> portGroup(Vek::Name const& name) const { return portGroup_.find(name); }
-  Vek::EntityMap<Vek::Name, PortGroup, portGroupId> const& portGroupCol() const {
-    return portGroup_;
-  }
-  Vek::Ptr<PortGroup> portGroupIs(Vek::Name const& name) { return portGroup_.is(*this, name); }
-  Vek::Ptr<PortGroup> portGroupDel(Vek::Name const& name) { return portGroup_.del(*this, name); }
-  void portGroupDelAll() { portGroup_.delAll(*this); }
-
- private:
-  Vek::Value<Vek::String, hostnameId> hostname_;
-  Vek::EntityMap<Vek::Name, Port, portId> port_;
-  Vek::EntityMap<Vek::Name, PortGroup, portGroupId> portGroup_;
+  VEK_VALUE(hostname, 258, Vek::String)
+  VEK_ENTITIES(port, 259, Vek::Name, Port)
+  VEK_ENTITIES(portGroup, 265, Vek::Name, PortGroup)
 };
 
-// The hosts that report one hostname, by host name.
-class HostsByHostname : public Vek::Entity, public Vek::AllocTracked<HostsByHostname> {
+// The hosts that report one hostname, by host name. 258 is not used by this
+// record.
+class HostsByHostname : public Vek::Record<HostsByHostname> {
  public:
-  // 258 is not used by this record.
-  static constexpr Vek::AttributeId hostId = 259;
-  using NotifieeConst = Vek::NotifieeConst;
+  using Record::Record;
 
-  explicit HostsByHostname(Vek::Name hostname) : Entity(std::move(hostname)) {}
-
-  // `hostIs(host)` takes a non-null host and keys it by its name.
-  Vek::Ptr<Host const> host(Vek::Name const& name) const { return host_.get(name); }
-  Vek::ValueMap<Vek::Name, Vek::Ptr<Host const>, hostId> const& hostCol() const { return host_; }
-  void hostIs(Vek::Ptr<Host const> const& host) { host_.set(*this, host->name(), host); }
-  void hostDel(Vek::Name const& name) { host_.del(*this, name); }
-  void hostDelAll() { host_.delAll(*this); }
-
- private:
-  Vek::ValueMap<Vek::Name, Vek::Ptr<Host const>, hostId> host_;
+  VEK_REFERENCES(host, 259, Vek::Name, Host const)
 };
 
-// The links seen from one sending port. Its name is the port's name.
-class DirectedEdge : public Vek::Entity, public Vek::AllocTracked<DirectedEdge> {
+// The links seen from one sending port. Its name is the port's name. 258 is
+// not used by this record.
+class DirectedEdge : public Vek::KeyedRecord<DirectedEdge, Vek::Ptr<PortBase const>> {
  public:
-  // 258 is not used by this record.
-  static constexpr Vek::AttributeId toPortId = 259;
-  using NotifieeConst = Vek::NotifieeConst;
-
-  explicit DirectedEdge(Vek::Ptr<PortBase const> fromPort) : fromPort_(std::move(fromPort)) {}
-
-  Vek::Ptr<PortBase const> const& fromPort() const { return fromPort_; }
-  // By value, like every key: a reactor without a notifier answers an empty one.
-  Vek::Ptr<PortBase const> fwkKey() const { return fromPort_; }
-  Vek::Name name() const override { return fromPort_ ? fromPort_->name() : Vek::Name(); }
+  using KeyedRecord::KeyedRecord;
+  Vek::Ptr<PortBase const> const& fromPort() const { return fwkKey(); }
 
   // A remote port is connected only while its value is true; false and
   // absent read the same.
-  bool toPort(Vek::Ptr<PortBase const> const& port) const { return toPort_.get(port); }
-  Vek::ValueMap<Vek::Ptr<PortBase const>, bool, toPortId> const& toPortCol() const {
-    return toPort_;
-  }
-  void toPortIs(Vek::Ptr<PortBase const> const& port, bool connected) {
-    toPort_.set(*this, port, connected);
-  }
-  void toPortDel(Vek::Ptr<PortBase const> const& port) { toPort_.del(*this, port); }
-  void toPortDelAll() { toPort_.delAll(*this); }
-
- private:
-  Vek::Ptr<PortBase const> const fromPort_;
-  Vek::ValueMap<Vek::Ptr<PortBase const>, bool, toPortId> toPort_;
+  VEK_VALUES(toPort, 259, Vek::Ptr<PortBase const>, bool)
 };
 
 // Creators for the host process and for tests; the collections make their
 // own members. A port made here has no host until a host holds it.
-inline Vek::Ptr<Host> HostIs(Vek::Name name) { return new Host(std::move(name)); }
-inline Vek::Ptr<Port> PortIs(Vek::Name name) { return new Port(std::move(name)); }
-inline Vek::Ptr<PortGroup> PortGroupIs(Vek::Name name) { return new PortGroup(std::move(name)); }
-inline Vek::Ptr<HostsByHostname> HostsByHostnameIs(Vek::Name hostname) {
-  return new HostsByHostname(std::move(hostname));
-}
-inline Vek::Ptr<DirectedEdge> DirectedEdgeIs(Vek::Ptr<PortBase const> fromPort) {
-  return new DirectedEdge(std::move(fromPort));
-}
+VEK_RECORD_CREATOR(Host, Vek::Name)
+VEK_RECORD_CREATOR(Port, Vek::Name)
+VEK_RECORD_CREATOR(PortGroup, Vek::Name)
+VEK_RECORD_CREATOR(HostsByHostname, Vek::Name)
+VEK_RECORD_CREATOR(DirectedEdge, Vek::Ptr<PortBase const>)
 
 }  // namespace NetworkTopologyAggregatorV3

@@ -12,114 +12,51 @@
 //   status->vtepStatusIs("vtep1");
 #pragma once
 
-#include "reactive/AllocTrack.h"
-#include "reactive/Attribute.h"
-#include "reactive/Entity.h"
+#include "reactive/Record.h"
 #include "reactive/ValueTypes.h"
 
 namespace VxlanController {
 
-// The VLAN-to-VNI map that one VTEP is to use.
-class VtepConfigV2 : public Vek::Entity, public Vek::AllocTracked<VtepConfigV2> {
+// The VLAN-to-VNI map that one VTEP is to use. The id is not given by the
+// record's readers: 258, the first id.
+class VtepConfigV2 : public Vek::Record<VtepConfigV2> {
  public:
-  // Not given by the record's readers: 258, the first id.
-  static constexpr Vek::AttributeId vlanToVniMapId = 258;
-  using NotifieeConst = Vek::NotifieeConst;
-
-  explicit VtepConfigV2(Vek::String name) : Entity(std::move(name)) {}
+  using Record::Record;
 
   // The VNI of a port's VLAN; VNI 0 if absent (see vlanToVniMapCol() to
   // tell an absent entry from a mapping to 0).
-  Vxlan::Vni vlanToVniMap(PortVlanPairV2 const& pair) const { return vlanToVniMap_.get(pair); }
-  Vek::ValueMap<PortVlanPairV2, Vxlan::Vni, vlanToVniMapId> const& vlanToVniMapCol() const {
-    return vlanToVniMap_;
-  }
-  void vlanToVniMapIs(PortVlanPairV2 const& pair, Vxlan::Vni vni) {
-    vlanToVniMap_.set(*this, pair, vni);
-  }
-  void vlanToVniMapDel(PortVlanPairV2 const& pair) { vlanToVniMap_.del(*this, pair); }
-  void vlanToVniMapDelAll() { vlanToVniMap_.delAll(*this); }
-
- private:
-  Vek::ValueMap<PortVlanPairV2, Vxlan::Vni, vlanToVniMapId> vlanToVniMap_;
+  VEK_VALUES(vlanToVniMap, 258, PortVlanPairV2, Vxlan::Vni)
 };
 
 // The VTEP configuration of one switch: the child of the dynamic VTEP
-// configuration directory, keyed by the switch id.
-class VtepConfigDirV2 : public Vek::Entity, public Vek::AllocTracked<VtepConfigDirV2> {
+// configuration directory, keyed by the switch id. `vtepConfigIs(name)`
+// makes the configuration of a VTEP on first need.
+class VtepConfigDirV2 : public Vek::Record<VtepConfigDirV2> {
  public:
-  // Not given by the record's readers: 258, the first id.
-  static constexpr Vek::AttributeId vtepConfigId = 258;
-  using NotifieeConst = Vek::NotifieeConst;
+  using Record::Record;
 
-  explicit VtepConfigDirV2(Vek::Name switchId) : Entity(std::move(switchId)) {}
-
-  Vek::Ptr<VtepConfigV2> vtepConfig(Vek::String const& name) const {
-    return vtepConfig_.find(name);
-  }
-  Vek::EntityMap<Vek::String, VtepConfigV2, vtepConfigId> const& vtepConfigCol() const {
-    return vtepConfig_;
-  }
-  // The configuration of a VTEP, made on first need.
-  Vek::Ptr<VtepConfigV2> vtepConfigIs(Vek::String const& name) {
-    return vtepConfig_.is(*this, name);
-  }
-  Vek::Ptr<VtepConfigV2> vtepConfigDel(Vek::String const& name) {
-    return vtepConfig_.del(*this, name);
-  }
-  void vtepConfigDelAll() { vtepConfig_.delAll(*this); }
-
- private:
-  Vek::EntityMap<Vek::String, VtepConfigV2, vtepConfigId> vtepConfig_;
+  VEK_ENTITIES(vtepConfig, 258, Vek::String, VtepConfigV2)
 };
 
 // A VTEP that exists on the switch. Only its presence is read.
-class VtepStatusV2 : public Vek::Entity, public Vek::AllocTracked<VtepStatusV2> {
+class VtepStatusV2 : public Vek::Record<VtepStatusV2> {
  public:
-  using NotifieeConst = Vek::NotifieeConst;
-
-  explicit VtepStatusV2(Vek::String name) : Entity(std::move(name)) {}
+  using Record::Record;
 };
 
 // The VTEPs of one switch: the child of the VTEP status directory, keyed by
 // the switch id.
-class VtepStatusDirV2 : public Vek::Entity, public Vek::AllocTracked<VtepStatusDirV2> {
+class VtepStatusDirV2 : public Vek::Record<VtepStatusDirV2> {
  public:
-  static constexpr Vek::AttributeId vtepStatusId = 258;
-  using NotifieeConst = Vek::NotifieeConst;
+  using Record::Record;
 
-  explicit VtepStatusDirV2(Vek::Name switchId) : Entity(std::move(switchId)) {}
-
-  Vek::Ptr<VtepStatusV2> vtepStatus(Vek::String const& name) const {
-    return vtepStatus_.find(name);
-  }
-  Vek::EntityMap<Vek::String, VtepStatusV2, vtepStatusId> const& vtepStatusCol() const {
-    return vtepStatus_;
-  }
-  Vek::Ptr<VtepStatusV2> vtepStatusIs(Vek::String const& name) {
-    return vtepStatus_.is(*this, name);
-  }
-  Vek::Ptr<VtepStatusV2> vtepStatusDel(Vek::String const& name) {
-    return vtepStatus_.del(*this, name);
-  }
-  void vtepStatusDelAll() { vtepStatus_.delAll(*this); }
-
- private:
-  Vek::EntityMap<Vek::String, VtepStatusV2, vtepStatusId> vtepStatus_;
+  VEK_ENTITIES(vtepStatus, 258, Vek::String, VtepStatusV2)
 };
 
 // Creators for the host process and for tests.
-inline Vek::Ptr<VtepConfigV2> VtepConfigV2Is(Vek::String name) {
-  return new VtepConfigV2(std::move(name));
-}
-inline Vek::Ptr<VtepConfigDirV2> VtepConfigDirV2Is(Vek::Name switchId) {
-  return new VtepConfigDirV2(std::move(switchId));
-}
-inline Vek::Ptr<VtepStatusV2> VtepStatusV2Is(Vek::String name) {
-  return new VtepStatusV2(std::move(name));
-}
-inline Vek::Ptr<VtepStatusDirV2> VtepStatusDirV2Is(Vek::Name switchId) {
-  return new VtepStatusDirV2(std::move(switchId));
-}
+VEK_RECORD_CREATOR(VtepConfigV2, Vek::String)
+VEK_RECORD_CREATOR(VtepConfigDirV2, Vek::Name)
+VEK_RECORD_CREATOR(VtepStatusV2, Vek::String)
+VEK_RECORD_CREATOR(VtepStatusDirV2, Vek::Name)
 
 }  // namespace VxlanController

@@ -38,45 +38,6 @@ void SwitchNodeSm::switchElementIs(Vek::Ptr<NetworkElement> const& element) {
   handleSwitchElement();
 }
 
-SwitchNodeSm::VekInterface* SwitchNodeSm::interface(Vek::String const& intfName) const {
-  return interface_.find(intfName);
-}
-void SwitchNodeSm::interfaceIs(Vek::Ptr<Interface> const& interface) {
-  interface_.is(*this, interface);
-}
-void SwitchNodeSm::interfaceDel(Vek::String const& intfName) { interface_.del(intfName); }
-void SwitchNodeSm::interfaceDelAll() { interface_.delAll(); }
-SwitchNodeSm::VekPhysicalInterface* SwitchNodeSm::physicalInterface(
-    Vek::String const& intfName) const {
-  return physicalInterface_.find(intfName);
-}
-void SwitchNodeSm::physicalInterfaceIs(Vek::Ptr<PhysicalInterface const> const& interface) {
-  physicalInterface_.is(*this, interface);
-}
-void SwitchNodeSm::physicalInterfaceDel(Vek::String const& intfName) {
-  physicalInterface_.del(intfName);
-}
-void SwitchNodeSm::physicalInterfaceDelAll() { physicalInterface_.delAll(); }
-SwitchNodeSm::VekVlanToVniMap* SwitchNodeSm::vlanToVniMap(
-    Client::ClientDomain const& domain) const {
-  return vlanToVniMap_.find(domain);
-}
-void SwitchNodeSm::vlanToVniMapIs(Vek::Ptr<VlanToVniMap const> const& map) {
-  vlanToVniMap_.is(*this, map);
-}
-void SwitchNodeSm::vlanToVniMapDel(Client::ClientDomain const& domain) {
-  vlanToVniMap_.del(domain);
-}
-void SwitchNodeSm::vlanToVniMapDelAll() { vlanToVniMap_.delAll(); }
-
-SwitchNodeSm::VekInterface::VekDynVlan* SwitchNodeSm::VekInterface::dynVlan(U32 vlan) const {
-  return dynVlan_.find(vlan);
-}
-void SwitchNodeSm::VekInterface::dynVlanIs(Vek::Ptr<DynamicVlan const> const& vlan) {
-  dynVlan_.is(*this, vlan);
-}
-void SwitchNodeSm::VekInterface::dynVlanDel(U32 vlan) { dynVlan_.del(vlan); }
-
 // --- Handlers -------------------------------------------------------------------
 
 void SwitchNodeSm::handleInitialized() { VEK_ENTRY << switchId(); }

@@ -18,6 +18,7 @@
 // next life sweeps it.
 #pragma once
 
+#include "reactive/Accessors.h"
 #include "reactive/StateMachine.h"
 #include "schema/PortVlan.h"
 #include "schema/Resources.h"
@@ -52,33 +53,22 @@ class SwitchNodeSm : public Vek::StateMachine<SwitchNodeSm> {
         networkElementCollection_(networkElementCollection),
         config_(config) {}
 
-  Vek::Name switchId() const { return switchId_.get(); }
-  Vek::Ptr<PortVlanConfig> portVlanConfig() const { return portVlanConfig_.get(); }
-  Vek::Ptr<VtepConfigDir> vtepConfigDir() const { return vtepConfigDir_.get(); }
-  Vek::Ptr<VtepStatusDir const> vtepStatusDir() const { return vtepStatusDir_.get(); }
-  Vek::Ptr<NetworkElementCollection> networkElementCollection() const {
-    return networkElementCollection_.get();
-  }
-  Vek::Ptr<Config const> config() const { return config_.get(); }
-
-  Vek::Ptr<NetworkElement> switchElement() const { return switchElement_.get(); }
+  VEK_SM_PARAM(switchId, Vek::Name)
+  VEK_SM_PARAM(portVlanConfig, Vek::Ptr<PortVlanConfig>)
+  VEK_SM_PARAM(vtepConfigDir, Vek::Ptr<VtepConfigDir>)
+  VEK_SM_REACTOR(vtepStatusDir, VekVtepStatusDir, VtepStatusDir const)
+  VEK_SM_REACTOR(networkElementCollection, VekNetworkElementCollection, NetworkElementCollection)
+  VEK_SM_REACTOR(config, VekConfig, Config const)
   // The same element again does nothing. Otherwise the reactors of all its
   // interfaces and physical interfaces are made first, and then the full
   // resynchronisation runs.
+  VEK_SM_REACTOR_GET(switchElement, VekSwitchElement, NetworkElement)
   void switchElementIs(Vek::Ptr<NetworkElement> const& element);
-
-  VekInterface* interface(Vek::String const& intfName) const;
-  void interfaceIs(Vek::Ptr<Interface> const& interface);
-  void interfaceDel(Vek::String const& intfName);
-  void interfaceDelAll();
-  VekPhysicalInterface* physicalInterface(Vek::String const& intfName) const;
-  void physicalInterfaceIs(Vek::Ptr<PhysicalInterface const> const& interface);
-  void physicalInterfaceDel(Vek::String const& intfName);
-  void physicalInterfaceDelAll();
-  VekVlanToVniMap* vlanToVniMap(Client::ClientDomain const& domain) const;
-  void vlanToVniMapIs(Vek::Ptr<VlanToVniMap const> const& map);
-  void vlanToVniMapDel(Client::ClientDomain const& domain);
-  void vlanToVniMapDelAll();
+  VEK_SM_REACTORS(interface, Vek::String, VekInterface)
+  VEK_SM_REACTORS(physicalInterface, Vek::String, VekPhysicalInterface)
+  VEK_SM_REACTORS(vlanToVniMap, Client::ClientDomain, VekVlanToVniMap)
+  // Declared and never written: it stays false.
+  VEK_SM_ATTR(initialized, bool)
 
   // True only for a physical interface of the switch element that is in a
   // port group; false while no switch element is set.
@@ -100,22 +90,6 @@ class SwitchNodeSm : public Vek::StateMachine<SwitchNodeSm> {
                       &S::vtepStatusDir_, &S::networkElementCollection_, &S::config_};
   }
   static auto vekMembers();
-
- private:
-  Vek::Param<"switchId", Vek::Name> switchId_;
-  Vek::Param<"portVlanConfig", Vek::Ptr<PortVlanConfig>> portVlanConfig_;
-  Vek::Param<"vtepConfigDir", Vek::Ptr<VtepConfigDir>> vtepConfigDir_;
-  Vek::ReactorSlot<"vtepStatusDir", VekVtepStatusDir, VtepStatusDir const> vtepStatusDir_;
-  Vek::ReactorSlot<"networkElementCollection", VekNetworkElementCollection,
-                   NetworkElementCollection>
-      networkElementCollection_;
-  Vek::ReactorSlot<"config", VekConfig, Config const> config_;
-  Vek::ReactorSlot<"switchElement", VekSwitchElement, NetworkElement> switchElement_;
-  Vek::ReactorMap<"interface", Vek::String, VekInterface> interface_;
-  Vek::ReactorMap<"physicalInterface", Vek::String, VekPhysicalInterface> physicalInterface_;
-  Vek::ReactorMap<"vlanToVniMap", Client::ClientDomain, VekVlanToVniMap> vlanToVniMap_;
-  // Declared and never written: it stays false.
-  Vek::Attr<"initialized", bool> initialized_;
 };
 
 class SwitchNodeSm::VekVtepStatusDir
@@ -167,9 +141,7 @@ class SwitchNodeSm::VekInterface : public Vek::Reactor<VekInterface, Interface, 
   Vek::Ptr<Interface> interface() const { return notifier(); }
   Vek::String intfName() const { return fwkKey(); }
 
-  VekDynVlan* dynVlan(U32 vlan) const;
-  void dynVlanIs(Vek::Ptr<DynamicVlan const> const& vlan);
-  void dynVlanDel(U32 vlan);
+  VEK_SM_REACTORS(dynVlan, U32, VekDynVlan)
 
   void handleVlan(U32 vlan);
   void handleNativeVlan(U32 vlan);
@@ -179,10 +151,6 @@ class SwitchNodeSm::VekInterface : public Vek::Reactor<VekInterface, Interface, 
 
   static auto vekMembers() { return Vek::members(&VekInterface::dynVlan_); }
 
- private:
-  Vek::ReactorMap<"dynVlan", U32, VekDynVlan> dynVlan_;
-
- public:
   // The allowed list first, the VNI reactors after: a new VLAN is on the
   // port before its VNI is mapped, a removed one leaves it before.
   using vekReactions =
@@ -231,8 +199,7 @@ inline auto SwitchNodeSm::vekMembers() {
       Vek::handler<"handleVlan", &S::handleVlan>(),
       Vek::handler<"handleNetworkElement", &S::handleNetworkElement>(),
       Vek::handler<"handleVtepConfig", &S::handleVtepConfig>(),
-      Vek::mirror(&S::vlanToVniMap_,
-                  [](S const& s) { return s.config() ? &s.config()->vlanToVniMapCol() : nullptr; }),
+      Vek::mirror(&S::vlanToVniMap_, &S::config, &Config::vlanToVniMapCol),
       Vek::handler<"handleNativeVlanConflict", &S::handleNativeVlanConflict>(),
       Vek::handler<"doCleanup", &S::doCleanup>(),
       Vek::handler<"handleInitialized", &S::handleInitialized>(), &S::initialized_);

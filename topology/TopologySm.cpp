@@ -5,40 +5,6 @@
 
 namespace VirtualNetwork::Agent {
 
-void TopologySm::topologyStatusIs(Vek::Ptr<TopologyStatus const> const& topologyStatus) {
-  topologyStatus_.is(*this, topologyStatus);
-}
-Vek::Ptr<TopologySm::TopologyStatus const> TopologySm::topologyStatusDel() {
-  return topologyStatus_.del();
-}
-TopologySm::VekHostsByHostname* TopologySm::hostsByHostname(Vek::Name const& hostname) const {
-  return hostsByHostname_.find(hostname);
-}
-void TopologySm::hostsByHostnameIs(
-    Vek::Ptr<NetworkTopologyAggregatorV3::HostsByHostname const> const& group) {
-  hostsByHostname_.is(*this, group);
-}
-void TopologySm::hostsByHostnameDel(Vek::Name const& hostname) { hostsByHostname_.del(hostname); }
-void TopologySm::hostsByHostnameDelAll() { hostsByHostname_.delAll(); }
-TopologySm::VekDirectedEdge* TopologySm::directedEdge(PortKey const& fromPort) const {
-  return directedEdge_.find(fromPort);
-}
-void TopologySm::directedEdgeIs(
-    Vek::Ptr<NetworkTopologyAggregatorV3::DirectedEdge const> const& edge) {
-  directedEdge_.is(*this, edge);
-}
-void TopologySm::directedEdgeDel(PortKey const& fromPort) { directedEdge_.del(fromPort); }
-void TopologySm::directedEdgeDelAll() { directedEdge_.delAll(); }
-TopologySm::VekTopologyEdge* TopologySm::topologyEdge(PortKey const& fromPort) const {
-  return topologyEdge_.find(fromPort);
-}
-void TopologySm::topologyEdgeIs(
-    Vek::Ptr<NetworkTopologyAggregatorV3::DirectedEdge const> const& edge) {
-  topologyEdge_.is(*this, edge);
-}
-void TopologySm::topologyEdgeDel(PortKey const& fromPort) { topologyEdge_.del(fromPort); }
-void TopologySm::topologyEdgeDelAll() { topologyEdge_.delAll(); }
-
 void TopologySm::handleInitialized() {
   VEK_ENTRY << "";
   // Also reachable through the generic interface after initialisation.

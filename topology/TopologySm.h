@@ -11,6 +11,7 @@
 #pragma once
 
 #include "element/NetworkElementCollectionSm.h"
+#include "reactive/Accessors.h"
 #include "reactive/StateMachine.h"
 #include "schema/Roots.h"
 #include "schema/Topology.h"
@@ -34,44 +35,14 @@ class TopologySm : public Vek::StateMachine<TopologySm> {
         requestedResourcesCollection_(requestedResourcesCollection),
         topologyStatus_(topologyStatus) {}
 
-  Vek::Ptr<NetworkElementCollection> networkElementCollection() const {
-    return networkElementCollection_.get();
-  }
-  Vek::Ptr<RequestedResourcesCollection> requestedResourcesCollection() const {
-    return requestedResourcesCollection_.get();
-  }
-  Vek::Ptr<TopologyStatus const> topologyStatus() const { return topologyStatus_.get(); }
-  void topologyStatusIs(Vek::Ptr<TopologyStatus const> const& topologyStatus);
-  Vek::Ptr<TopologyStatus const> topologyStatusDel();
-
-  NetworkElementCollectionSm* networkElementCollectionSm() const {
-    return networkElementCollectionSm_.get();
-  }
-  Vek::Ptr<NetworkElementCollectionSm> networkElementCollectionSmIs(
-      Vek::Ptr<NetworkElementCollection> const& networkElementCollection,
-      Vek::Ptr<RequestedResourcesCollection> const& requestedResourcesCollection,
-      Vek::Ptr<TopologyStatus const> const& topologyStatus) {
-    return networkElementCollectionSm_.is(networkElementCollection, requestedResourcesCollection,
-                                          topologyStatus);
-  }
-  Vek::Ptr<NetworkElementCollectionSm> networkElementCollectionSmDel() {
-    return networkElementCollectionSm_.del();
-  }
-
-  VekHostsByHostname* hostsByHostname(Vek::Name const& hostname) const;
-  void hostsByHostnameIs(Vek::Ptr<NetworkTopologyAggregatorV3::HostsByHostname const> const& group);
-  void hostsByHostnameDel(Vek::Name const& hostname);
-  void hostsByHostnameDelAll();
-  VekDirectedEdge* directedEdge(PortKey const& fromPort) const;
-  void directedEdgeIs(Vek::Ptr<NetworkTopologyAggregatorV3::DirectedEdge const> const& edge);
-  void directedEdgeDel(PortKey const& fromPort);
-  void directedEdgeDelAll();
-  VekTopologyEdge* topologyEdge(PortKey const& fromPort) const;
-  void topologyEdgeIs(Vek::Ptr<NetworkTopologyAggregatorV3::DirectedEdge const> const& edge);
-  void topologyEdgeDel(PortKey const& fromPort);
-  void topologyEdgeDelAll();
-
-  bool initialized() const { return initialized_.get(); }
+  VEK_SM_PARAM(networkElementCollection, Vek::Ptr<NetworkElementCollection>)
+  VEK_SM_PARAM(requestedResourcesCollection, Vek::Ptr<RequestedResourcesCollection>)
+  VEK_SM_REACTOR(topologyStatus, VekTopologyStatus, TopologyStatus const)
+  VEK_SM_MACHINE(networkElementCollectionSm, NetworkElementCollectionSm)
+  VEK_SM_REACTORS(hostsByHostname, Vek::Name, VekHostsByHostname)
+  VEK_SM_REACTORS(directedEdge, PortKey, VekDirectedEdge)
+  VEK_SM_REACTORS(topologyEdge, PortKey, VekTopologyEdge)
+  VEK_SM_ATTR(initialized, bool)
 
   // Handlers.
   void handleHost(Vek::Name name);
@@ -83,19 +54,6 @@ class TopologySm : public Vek::StateMachine<TopologySm> {
                       &TopologySm::requestedResourcesCollection_, &TopologySm::topologyStatus_};
   }
   static auto vekMembers();
-
- private:
-  Vek::Param<"networkElementCollection", Vek::Ptr<NetworkElementCollection>>
-      networkElementCollection_;
-  Vek::Param<"requestedResourcesCollection", Vek::Ptr<RequestedResourcesCollection>>
-      requestedResourcesCollection_;
-  Vek::ReactorSlot<"topologyStatus", VekTopologyStatus, TopologyStatus const> topologyStatus_;
-  Vek::MachineSlot<"networkElementCollectionSm", NetworkElementCollectionSm>
-      networkElementCollectionSm_;
-  Vek::ReactorMap<"hostsByHostname", Vek::Name, VekHostsByHostname> hostsByHostname_;
-  Vek::ReactorMap<"directedEdge", PortKey, VekDirectedEdge> directedEdge_;
-  Vek::ReactorMap<"topologyEdge", PortKey, VekTopologyEdge> topologyEdge_;
-  Vek::Attr<"initialized", bool> initialized_;
 };
 
 // Hosts go to handleHost; hostname groups to their handler first and their
@@ -154,18 +112,13 @@ class TopologySm::VekTopologyEdge
 
 inline auto TopologySm::vekMembers() {
   using T = TopologySm;
-  auto const hostsByHostnameOf = [](T const& t) {
-    return t.topologyStatus() ? &t.topologyStatus()->hostsByHostnameCol() : nullptr;
-  };
-  auto const edgesOf = [](T const& t) {
-    return t.topologyStatus() ? &t.topologyStatus()->edgeCol() : nullptr;
-  };
   return Vek::members(
       &T::networkElementCollection_, &T::requestedResourcesCollection_, &T::topologyStatus_,
       &T::networkElementCollectionSm_, Vek::handler<"handleHost", &T::handleHost>(),
       Vek::handler<"handleHostsByHostname", &T::handleHostsByHostname>(),
-      Vek::mirror(&T::hostsByHostname_, hostsByHostnameOf), Vek::mirror(&T::directedEdge_, edgesOf),
-      Vek::mirror(&T::topologyEdge_, edgesOf),
+      Vek::mirror(&T::hostsByHostname_, &T::topologyStatus, &TopologyStatus::hostsByHostnameCol),
+      Vek::mirror(&T::directedEdge_, &T::topologyStatus, &TopologyStatus::edgeCol),
+      Vek::mirror(&T::topologyEdge_, &T::topologyStatus, &TopologyStatus::edgeCol),
       Vek::handler<"handleInitialized", &T::handleInitialized>(), &T::initialized_);
 }
 
