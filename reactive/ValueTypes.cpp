@@ -89,6 +89,71 @@ std::ostream& operator<<(std::ostream& os, PortVlanPairV2 const& pair) {
 
 namespace ControllerProxyAgent {
 
+// One list's text and members; whichever was not given is made on first need.
+class VlanListV1::Rep : public Vek::PtrInterface {
+ public:
+  explicit Rep(Vek::String text) : text_(std::move(text)), hasText_(true) {}
+  explicit Rep(Vek::Ptr<LumoUtils::VlanIdSet const> members)
+      : members_(std::move(members)), fromMembers_(true) {}
+
+  Vek::String const& text() const {
+    if (!hasText_) {
+      text_ = members_->multiRangeString();
+      hasText_ = true;
+    }
+    return text_;
+  }
+  LumoUtils::VlanIdSet const& members() const {
+    if (!members_) {
+      Vek::Ptr<LumoUtils::VlanIdSet> const set = LumoUtils::VlanIdSetIs();
+      LumoUtils::computeVlanSet(set, text_);
+      members_ = set;
+    }
+    return *members_;
+  }
+  bool fromMembers() const { return fromMembers_; }
+  bool empty() const { return fromMembers_ ? members_->empty() : text_.empty(); }
+
+ private:
+  mutable Vek::String text_;
+  mutable Vek::Ptr<LumoUtils::VlanIdSet const> members_;
+  mutable bool hasText_ = false;
+  bool fromMembers_ = false;
+};
+
+VlanListV1::VlanListV1() = default;
+VlanListV1::VlanListV1(VlanListV1 const& other) = default;
+VlanListV1& VlanListV1::operator=(VlanListV1 const& other) = default;
+VlanListV1::~VlanListV1() = default;
+
+VlanListV1::VlanListV1(Vek::String text) {
+  if (!text.empty()) rep_ = new Rep(std::move(text));
+}
+
+VlanListV1::VlanListV1(Vek::Ptr<LumoUtils::VlanIdSet const> members) {
+  if (members && !members->empty()) rep_ = new Rep(std::move(members));
+}
+
+Vek::String const& VlanListV1::value() const {
+  static Vek::String const none;
+  return rep_ ? rep_->text() : none;
+}
+
+LumoUtils::VlanIdSet const& VlanListV1::members() const {
+  static Vek::Ptr<LumoUtils::VlanIdSet const> const none = LumoUtils::VlanIdSetIs();
+  return rep_ ? rep_->members() : *none;
+}
+
+bool VlanListV1::empty() const { return !rep_ || rep_->empty(); }
+
+bool operator==(VlanListV1 const& a, VlanListV1 const& b) {
+  if (a.rep_ == b.rep_) return true;
+  if (a.rep_ && b.rep_ && a.rep_->fromMembers() && b.rep_->fromMembers()) {
+    return a.rep_->members().sameMembers(b.rep_->members());
+  }
+  return a.value() == b.value();
+}
+
 std::ostream& operator<<(std::ostream& os, VlanListV1 const& list) { return os << list.value(); }
 
 }  // namespace ControllerProxyAgent

@@ -23,6 +23,7 @@
 #include "reactive/FixedString.h"
 #include "reactive/String.h"
 #include "reactive/Types.h"
+#include "reactive/VlanIdSet.h"
 
 namespace Vek {
 
@@ -179,20 +180,38 @@ std::ostream& operator<<(std::ostream& os, PortVlanPairV2 const& pair);
 
 namespace ControllerProxyAgent {
 
-// A VLAN list as text ("1-3,5,7-9", see LumoUtils::VlanIdSet); the empty text
-// is the empty list. The text is kept as given, not normalised.
+// A VLAN list: its text ("1-3,5,7-9", see LumoUtils::VlanIdSet) and its
+// members. A list is made from either and gives the other on first need,
+// keeping it: a list read from a record and changed by one VLAN is neither
+// parsed nor printed again, whatever its length. A list made from text keeps
+// that text as given, not normalised; a list made from members reads as the
+// set's own text form. The empty text is the empty list.
+//
+// Copies share one immutable representation. Two lists are equal when their
+// texts are (compared as members, without printing, when both were made from
+// members, whose texts follow from their members).
 class VlanListV1 {
  public:
-  VlanListV1() = default;
-  VlanListV1(Vek::String value) : value_(std::move(value)) {}  // NOLINT: implicit by design
+  VlanListV1();
+  VlanListV1(Vek::String text);  // NOLINT: implicit by design
+  // Takes the set: whoever made it changes it no more.
+  explicit VlanListV1(Vek::Ptr<LumoUtils::VlanIdSet const> members);
+  VlanListV1(VlanListV1 const& other);
+  VlanListV1& operator=(VlanListV1 const& other);
+  ~VlanListV1();
 
-  Vek::String const& value() const { return value_; }
-  bool empty() const { return value_.empty(); }
+  // The text, printed on first need.
+  Vek::String const& value() const;
+  // The members, read from the text on first need (as far as the text can
+  // be read: see LumoUtils::computeVlanSet).
+  LumoUtils::VlanIdSet const& members() const;
+  bool empty() const;
 
-  friend bool operator==(VlanListV1 const&, VlanListV1 const&) = default;
+  friend bool operator==(VlanListV1 const& a, VlanListV1 const& b);
 
  private:
-  Vek::String value_;
+  class Rep;
+  Vek::Ptr<Rep> rep_;
 };
 
 std::ostream& operator<<(std::ostream& os, VlanListV1 const& list);

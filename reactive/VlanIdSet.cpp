@@ -88,6 +88,7 @@ char* writeNumber(char* out, U32 value) {
 }  // namespace
 
 Vek::Ptr<VlanIdSet> VlanIdSetIs() { return new VlanIdSet(); }
+Vek::Ptr<VlanIdSet> VlanIdSetIs(VlanIdSet const& other) { return new VlanIdSet(other); }
 
 bool computeVlanSet(Vek::Ptr<VlanIdSet> const& set, Vek::String const& text) {
   assert(set);

@@ -34,6 +34,7 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <cstddef>
 
 #include "reactive/PtrInterface.h"
@@ -45,6 +46,9 @@ namespace LumoUtils {
 class VlanIdSet;
 
 Vek::Ptr<VlanIdSet> VlanIdSetIs();
+// A new set with the members of `other`: a copy of 512 bytes, whatever the
+// members.
+Vek::Ptr<VlanIdSet> VlanIdSetIs(VlanIdSet const& other);
 // Adds the VLANs of `text` to `set` (not null); false if the text was
 // malformed and read only up to the fault (see above).
 bool computeVlanSet(Vek::Ptr<VlanIdSet> const& set, Vek::String const& text);
@@ -60,6 +64,17 @@ class VlanIdSet : public Vek::PtrInterface {
   }
   U32 count() const;
   bool empty() const;
+  // Whether both hold the same members.
+  bool sameMembers(VlanIdSet const& other) const { return words_ == other.words_; }
+  // Calls f(vlan) for each member in rising order.
+  template <class F>
+  void forEach(F&& f) const {
+    for (std::size_t i = 0; i < wordCount; ++i) {
+      for (U64 w = words_[i]; w != 0; w &= w - 1) {
+        f(static_cast<U32>(i * wordBits + static_cast<std::size_t>(std::countr_zero(w))));
+      }
+    }
+  }
   // The text form above.
   Vek::String multiRangeString() const;
 
@@ -70,6 +85,10 @@ class VlanIdSet : public Vek::PtrInterface {
 
  private:
   friend Vek::Ptr<VlanIdSet> VlanIdSetIs();
+  friend Vek::Ptr<VlanIdSet> VlanIdSetIs(VlanIdSet const& other);
+// A new set with the members of `other`: a copy of 512 bytes, whatever the
+// members.
+Vek::Ptr<VlanIdSet> VlanIdSetIs(VlanIdSet const& other);
   friend bool computeVlanSet(Vek::Ptr<VlanIdSet> const& set, Vek::String const& text);
 
   static constexpr std::size_t wordBits = 64;
@@ -78,6 +97,7 @@ class VlanIdSet : public Vek::PtrInterface {
   static constexpr std::size_t bitCount = wordBits * wordCount;
 
   VlanIdSet() = default;
+  VlanIdSet(VlanIdSet const& other) : Vek::PtrInterface(), words_(other.words_) {}
 
   // Adds lo..hi, both in 1..4094, lo <= hi.
   void addRange(U32 lo, U32 hi);

@@ -7,20 +7,10 @@ namespace VirtualNetwork::Agent {
 
 namespace {
 
-// A VLAN set read from a stored list text.
+// The members of a stored list, as a set to change: a copy of the list's
+// members, read from its text only if nobody had read them before.
 Vek::Ptr<LumoUtils::VlanIdSet> vlanSetOf(ControllerProxyAgent::VlanListV1 const& list) {
-  Vek::Ptr<LumoUtils::VlanIdSet> set = LumoUtils::VlanIdSetIs();
-  if (!list.empty()) LumoUtils::computeVlanSet(set, list.value());
-  return set;
-}
-
-// Calls f(vlan) for each VLAN of the set, 1 to 4094 in rising order; VLAN 0
-// and 4095 are never visited, whatever the text said.
-template <class F>
-void forEachVlanOf(LumoUtils::VlanIdSet const& set, F&& f) {
-  for (U32 vlan = 1; vlan <= 4094; ++vlan) {
-    if (set.vlan(static_cast<U16>(vlan))) f(vlan);
-  }
+  return LumoUtils::VlanIdSetIs(list.members());
 }
 
 }  // namespace
@@ -75,11 +65,8 @@ void SwitchNodeSm::handleSwitchElement() {
     VEK_TRACE(2) << switchId() << " Interface: " << intfName;
     handleInterface(intfName);
   });
-  ControllerProxyAgent::VlanListV1 const stored = ports->vlanList();
-  if (!stored.empty()) {
-    Vek::Ptr<LumoUtils::VlanIdSet> const set = vlanSetOf(stored);
-    forEachVlanOf(*set, [&](U32 vlan) { handleVlan(vlan); });
-  }
+  // A copy: handleVlan writes the list while the walk goes on.
+  vlanSetOf(ports->vlanList())->forEach([&](U32 vlan) { handleVlan(vlan); });
   Vek::forEachKey(element->vlanCol(), [&](U32 vlan) {
     VEK_TRACE(2) << switchId() << " Vlan: " << vlan;
     handleVlan(vlan);
@@ -106,12 +93,11 @@ void SwitchNodeSm::handleInterface(Vek::String intfName) {
   // Another path may have taken the reactor away meanwhile.
   Vek::Ptr<VekInterface> const reactor = this->interface(intfName);
   if (!reactor) return;
-  ControllerProxyAgent::VlanListV1 const stored = ports->portAllowedVlanList(intfName);
-  if (!stored.empty()) {
-    // Drops what the port holds and the interface no longer has.
-    Vek::Ptr<LumoUtils::VlanIdSet> const set = vlanSetOf(stored);
-    forEachVlanOf(*set, [&](U32 vlan) { reactor->handleVlan(vlan); });
-  }
+  // Drops what the port holds and the interface no longer has; a copy, as
+  // the walk writes the list.
+  vlanSetOf(ports->portAllowedVlanList(intfName))->forEach([&](U32 vlan) {
+    reactor->handleVlan(vlan);
+  });
   Vek::forEachKey(interface->vlanCol(), [&](U32 vlan) {
     VEK_TRACE(2) << "VLAN: " << vlan << " found in interface " << interface->name();
     reactor->handleVlan(vlan);
@@ -137,7 +123,7 @@ void SwitchNodeSm::handleVlan(U32 vlan) {
     set->doRemove(static_cast<U16>(vlan));
   }
   // Written every time, also empty and also unchanged.
-  ports->vlanListIs(set->multiRangeString());
+  ports->vlanListIs(ControllerProxyAgent::VlanListV1(set));
 }
 
 void SwitchNodeSm::handleNetworkElement(Vek::Name name) {
@@ -203,17 +189,17 @@ void SwitchNodeSm::VekInterface::handleVlan(U32 vlan) {
                  << " interface: " << name;
     set->doRemove(static_cast<U16>(vlan));
   }
-  Vek::String const text = set->multiRangeString();
-  VEK_TRACE(3) << "Dynvlan allowedvlan configuration: " << text;
-  if (text.empty()) {
+  ControllerProxyAgent::VlanListV1 const list(set);
+  VEK_TRACE(3) << "Dynvlan allowedvlan configuration: " << list;
+  if (list.empty()) {
     // Never an empty entry: the entry goes.
     VEK_TRACE(2) << "Deleting allowedVlans from " << name;
     ports->portAllowedVlanListDel(name);
     return;
   }
-  VEK_TRACE(2) << "Adding allowed vlans " << text << " on switch: " << sm->switchId()
+  VEK_TRACE(2) << "Adding allowed vlans " << list << " on switch: " << sm->switchId()
                << " interface: " << name;
-  ports->portAllowedVlanListIs(name, text);
+  ports->portAllowedVlanListIs(name, list);
 }
 
 void SwitchNodeSm::VekInterface::handleNativeVlan(U32 vlan) {

@@ -126,6 +126,29 @@ TEST(VlanListV1, EmptyTextIsEmptyListAndTextIsKeptAsGiven) {
   EXPECT_NE(list, ControllerProxyAgent::VlanListV1(Vek::String("1-3,5")));
 }
 
+TEST(VlanListV1, MembersAndTextAreTwoFormsOfOneList) {
+  using ControllerProxyAgent::VlanListV1;
+  Vek::Ptr<LumoUtils::VlanIdSet> set = LumoUtils::VlanIdSetIs();
+  for (U16 vlan : {1, 2, 3, 5, 4094}) set->doAdd(vlan);
+  VlanListV1 const fromMembers{Vek::Ptr<LumoUtils::VlanIdSet const>(set)};
+  EXPECT_EQ(printed(fromMembers), "1-3,5,4094");
+  // Read from text: members as far as the text goes, ids no port carries left out.
+  VlanListV1 const fromText(Vek::String("1-3, 5,4094,4095"));
+  EXPECT_TRUE(fromText.members().sameMembers(*set));
+  // Equal only where the texts are; two member-made lists compare by members.
+  EXPECT_EQ(fromMembers, VlanListV1(Vek::String("1-3,5,4094")));
+  EXPECT_NE(fromMembers, fromText);
+  Vek::Ptr<LumoUtils::VlanIdSet> other = LumoUtils::VlanIdSetIs(*set);
+  EXPECT_EQ(fromMembers, VlanListV1(Vek::Ptr<LumoUtils::VlanIdSet const>(other)));
+  other = LumoUtils::VlanIdSetIs(*set);
+  other->doRemove(4094);
+  EXPECT_NE(fromMembers, VlanListV1(Vek::Ptr<LumoUtils::VlanIdSet const>(other)));
+  EXPECT_TRUE(VlanListV1(Vek::Ptr<LumoUtils::VlanIdSet const>(LumoUtils::VlanIdSetIs())).empty());
+  // Copies share the list and its reading.
+  VlanListV1 copy = fromText;
+  EXPECT_EQ(&copy.members(), &fromText.members());
+}
+
 TEST(MacString, SwapsEverySeparatorAndNothingElse) {
   using VirtualNetwork::Agent::getColonMacString;
   using VirtualNetwork::Agent::getDashMacString;
