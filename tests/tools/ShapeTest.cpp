@@ -17,6 +17,8 @@ TEST(ShapeText, NumbersAreDecimalUpToThirtyTwoBits) {
   EXPECT_EQ(parseU32("-1"), std::nullopt);
   EXPECT_EQ(parseU32("+1"), std::nullopt);
   EXPECT_EQ(parseU32("1e3"), std::nullopt);
+  EXPECT_EQ(parseU32("1.5"), std::nullopt);
+  EXPECT_EQ(parseU32("0x10"), std::nullopt);
   EXPECT_EQ(parseU32(""), std::nullopt);
 }
 
