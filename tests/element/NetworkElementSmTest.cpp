@@ -1,5 +1,8 @@
-// Elements and their machines: what keeps an element, the topology's port
-// groups carried onto it, and the VLANs of a switch element.
+// Elements and their machines: what keeps an element, an interface that
+// rejoins its group, and the VLANs of a switch element, written here as the
+// links of a port and the switch's node would write them. The topology's
+// port groups and the agent's stop are in
+// tests/scenarios/element-port-groups.yaml.
 #include "tests/element/ElementFixture.h"
 
 namespace VirtualNetwork::Agent::Testing {
@@ -65,41 +68,6 @@ TEST_F(ElementCollectionTest, ElementNeverHeldStaysUntilItsFirstChange) {
   EXPECT_EQ(Vek::liveObjects<NetworkElementSm>(), 1u);
 }
 
-TEST_F(ElementTest, TopologyPortGroupCarriesItsMembersOntoTheElement) {
-  start();
-  auto h = hostIs(kHost);
-  auto g = bond(h, "bond0", {"eth0", "eth1"});
-  auto e = element(kHost);
-  auto vn = e->portGroup(Vek::String("bond0"));
-  ASSERT_NE(vn, nullptr);
-  EXPECT_EQ(vn->memberInterfaceCol().size(), 2u);
-  for (char const* port : {"eth0", "eth1"}) {
-    auto pi = e->physicalInterface(Vek::String(port));
-    ASSERT_NE(pi, nullptr) << port;
-    EXPECT_EQ(vn->memberInterface(Vek::String(port)), pi);
-    EXPECT_EQ(pi->portGroup(), vn);
-  }
-  EXPECT_EQ(interfaceNames(kHost), (Names{"bond0", "eth0", "eth1"}));
-  // A member leaving keeps its interface.
-  g->memberPortDel(Vek::Name("eth1"));
-  EXPECT_EQ(vn->memberInterface(Vek::String("eth1")), nullptr);
-  EXPECT_EQ(e->physicalInterface(Vek::String("eth1"))->portGroup(), nullptr);
-  EXPECT_NE(e->interface(Vek::String("eth1")), nullptr);
-  // The group leaving the host goes from the element and is emptied.
-  vn->vlanIs(10);
-  traces.clear();
-  h->portGroupDel(Vek::Name("bond0"));
-  EXPECT_EQ(messages(2), (Names{std::string(kHost) + " deleting port group bond0",
-                                std::string("Deleting bond0 from ") + kHost}));
-  EXPECT_EQ(e->portGroup(Vek::String("bond0")), nullptr);
-  EXPECT_EQ(interfaceNames(kHost), (Names{"eth0", "eth1"}));
-  EXPECT_TRUE(vn->vlanCol().empty());
-  EXPECT_TRUE(vn->memberInterfaceCol().empty());
-  EXPECT_EQ(e->physicalInterface(Vek::String("eth0"))->portGroup(), nullptr);
-  vn = nullptr;
-  EXPECT_EQ(Vek::liveObjects<PortGroup>(), 0u);
-}
-
 TEST_F(ElementTest, InterfaceMadeAgainAfterItsGroupWasSeenRejoinsIt) {
   start();
   bond(hostIs(kHost), "bond0", {"eth0"});
@@ -111,28 +79,6 @@ TEST_F(ElementTest, InterfaceMadeAgainAfterItsGroupWasSeenRejoinsIt) {
   auto eth0 = e->physicalInterfaceIs(Vek::String("eth0"));
   EXPECT_EQ(vn->memberInterface(Vek::String("eth0")), eth0);
   EXPECT_EQ(eth0->portGroup(), vn);
-}
-
-// The host's reactor is built without a replay: a group that the host has
-// when its element binds is made, but its members are not followed.
-TEST_F(ElementTest, PortGroupPresentWhenTheElementBindsGetsNoMembers) {
-  auto h = hostIs(kHost);
-  auto g = bond(h, "bond0", {"eth0"});
-  start();
-  auto e = element(kHost);
-  ASSERT_NE(e->portGroup(Vek::String("bond0")), nullptr);
-  EXPECT_TRUE(e->portGroup(Vek::String("bond0"))->memberInterfaceCol().empty());
-  EXPECT_EQ(elementSm(kHost)->portGroup(Vek::Name("bond0")), nullptr);
-  EXPECT_EQ(interfaceNames(kHost), Names{"bond0"});
-  auto eth1 = h->portIs(Vek::Name("eth1"));
-  eth1->portGroupIs(g);
-  g->memberPortIs(eth1);
-  EXPECT_EQ(e->physicalInterface(Vek::String("eth1")), nullptr);
-  // A group that comes later is followed.
-  bond(h, "bond1", {"eth2"});
-  auto eth2 = e->physicalInterface(Vek::String("eth2"));
-  ASSERT_NE(eth2, nullptr);
-  EXPECT_EQ(e->portGroup(Vek::String("bond1"))->memberInterface(Vek::String("eth2")), eth2);
 }
 
 TEST_F(ElementTest, SwitchElementHoldsTheUnionOfItsInterfacesVlans) {
@@ -190,30 +136,6 @@ TEST_F(ElementTest, ElementThatStopsBeingASwitchLosesVlansButKeepsInterfaces) {
   swp1->vlanIs(30);
   EXPECT_EQ(count("Ignoring 30 on non-switch element"), 1);
   EXPECT_TRUE(e->vlanCol().empty());
-}
-
-TEST_F(ElementTest, StoppingTheAgentLeavesNoMachineAndEmptiesTheElements) {
-  auto h = hostIs(kHost, "web");
-  hostIs(kSwitch);
-  start();
-  bond(h, "bond0", {"eth0", "eth1"});
-  element(kSwitch)->isSwitchElementIs(true);
-  element(kSwitch)->physicalInterfaceIs(Vek::String("swp1"))->vlanIs(10);
-  status->requestedResourcesCollection()->resourcesForHostnameIs(Vek::Name("web"));
-  topology->hostsByHostnameIs(Vek::Name("web"))->hostIs(h);
-  ASSERT_NE(element(kHost)->resourcesForHostname(), nullptr);
-  agent = nullptr;
-  // The inputs and outputs are still there: nothing of the agent is.
-  expectNoneAlive<TopologySm, NetworkElementCollectionSm, NetworkElementSm,
-                  NetworkElementSm::VekPortGroup, PhysicalInterface, PortGroup>();
-  for (char const* mac : {kHost, kSwitch}) {
-    auto e = element(mac);
-    ASSERT_NE(e, nullptr) << mac;
-    EXPECT_TRUE(e->referrerCol().empty()) << mac;
-    EXPECT_TRUE(e->interfaceCol().empty()) << mac;
-    EXPECT_TRUE(e->vlanCol().empty()) << mac;
-    EXPECT_EQ(e->resourcesForHostname(), nullptr) << mac;
-  }
 }
 
 }  // namespace

@@ -96,15 +96,4 @@ TEST(NotifieeListTest, NotifierDroppedByAHandlerLivesUntilTheVisitEnds) {
   EXPECT_TRUE(after->heard.empty());
 }
 
-TEST(NotifieeTest, ReactorLeavesTheListOfItsOldNotifier) {
-  Ptr<Port> a = new Port("a");
-  Ptr<Port> b = new Port("b");
-  {
-    Ptr<Listener> l = listen(*a);  // registered by hand: not through notifierIs
-    a->notifieeList()->remove(l.ptr());
-  }
-  EXPECT_EQ(a->notifieeList()->size(), 0u);
-  EXPECT_EQ(b->notifieeList()->size(), 0u);
-}
-
 }  // namespace

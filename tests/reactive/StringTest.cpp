@@ -13,6 +13,9 @@ TEST(StringTest, EmptyTextIsTheNullReference) {
   EXPECT_EQ(String("").rep(), nullptr);
   EXPECT_EQ(String(std::string()), String(nullptr));
   EXPECT_EQ(String().stdString(), "");
+  EXPECT_EQ(String() + String("a"), String("a"));
+  EXPECT_EQ(String("a") + String(), String("a"));
+  EXPECT_EQ(String("a") + String("|") + String("b"), String("a|b"));
 }
 
 TEST(StringTest, CopiesAndConversionsShareTheRepresentation) {
@@ -33,14 +36,6 @@ TEST(StringTest, EqualityAndOrderAreByText) {
   EXPECT_FALSE(String("b") < String("a"));
   EXPECT_TRUE(String() < String("a"));
   EXPECT_EQ(String("x").hash(), String(std::string("x")).hash());
-}
-
-TEST(StringTest, Concatenation) {
-  String s("switch");
-  s += String("|");
-  EXPECT_EQ(s + String("eth1"), String("switch|eth1"));
-  EXPECT_EQ(String() + String("a"), String("a"));
-  EXPECT_EQ(String("a") + String(), String("a"));
 }
 
 }  // namespace

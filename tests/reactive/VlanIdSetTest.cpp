@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-
 namespace {
 
 using LumoUtils::VlanIdSet;
@@ -127,8 +126,10 @@ struct BadText {
 
 TEST(VlanIdSetParse, MalformedTextIsReadUpToTheFaultWithoutRaising) {
   std::vector<BadText> const cases = {
-      {"1,x", {1}},   {"1-3,9-7,5", {1, 2, 3}}, {"4,1-", {4}},         {"-5", {}},
-      {"1-2-3", {}},  {"1,", {1}},              {",1", {}},            {"1,,2", {1}},
+      {"1,x", {1}},       {"1-3,9-7,5", {1, 2, 3}},
+      {"4,1-", {4}},      {"-5", {}},
+      {"1-2-3", {}},      {"1,", {1}},
+      {",1", {}},         {"1,,2", {1}},
       {"6, 3 x ,4", {6}},
   };
   for (BadText const& c : cases) {

@@ -30,7 +30,7 @@ TEST(ScenarioLoad, ReadsNameStepsAndDefaults) {
   EXPECT_EQ(s.traceLevel, 3);
   ASSERT_EQ(s.steps.size(), 3u);
   EXPECT_EQ(s.steps[0].note, "turn it on");
-  EXPECT_EQ(s.steps[1].mark.line, 4);
+  EXPECT_EQ(s.steps[1].mark.line, 3);  // from 0
   EXPECT_EQ(s.steps[1].kind, Step::Kind::start);
   EXPECT_EQ(s.steps[2].number, 3);
   EXPECT_TRUE(s.steps[2].isCheck());
