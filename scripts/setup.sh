@@ -14,6 +14,7 @@ packages=(
   nlohmann-json3-dev
   libcli11-dev
   clang-format
+  graphviz
 )
 
 missing=()
