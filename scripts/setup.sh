@@ -15,6 +15,7 @@ packages=(
   libcli11-dev
   clang-format
   graphviz
+  ccache
 )
 
 missing=()
