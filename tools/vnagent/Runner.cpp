@@ -50,14 +50,18 @@ class Run {
     for (Step const& step : scenario_.steps) {
       if (options_.onStep) options_.onStep(step.number);
       if (step.isCheck()) continue;
+      std::optional<std::string> raisedText;
       try {
         if (auto raised = act(step)) {
+          raisedText = raised->text;
           out.notes.push_back(
               stepMessage(scenario_, step, raised->mark, "raised: " + raised->text));
         }
       } catch (PatchFault const& fault) {
+        raisedText = fault.message;
         out.notes.push_back(stepMessage(scenario_, step, fault.mark, fault.message));
       }
+      if (options_.afterStep) options_.afterStep(step, raisedText, fabric_);
     }
     for (std::string const& name : recordSections()) {
       std::string why;

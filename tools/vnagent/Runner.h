@@ -16,6 +16,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -24,6 +25,8 @@
 #include "tools/vnagent/Scenario.h"
 
 namespace vnagent {
+
+class Fabric;
 
 struct Outcome {
   bool passed = true;
@@ -34,6 +37,9 @@ struct RunOptions {
   int liveTraceLevel = -1;          // --trace-level
   std::ostream* live = nullptr;     // where live trace lines go
   std::function<void(int)> onStep;  // told each step's number before it runs
+  // showScenario only: told of each step that acted, once it has, with what
+  // it raised, if anything, and the fabric as the step left it.
+  std::function<void(Step const&, std::optional<std::string> const&, Fabric const&)> afterStep;
 };
 
 Outcome runScenario(Scenario const& scenario, RunOptions const& options);

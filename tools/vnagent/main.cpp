@@ -3,11 +3,23 @@
 //   vnagent run FILE...            every file in its own process; one line per
 //                                  scenario, then "N passed, N failed"
 //   vnagent show FILE [--json]     the final outputs and model, as YAML or JSON
+//   vnagent table FILE             each switch's outputs as a table
+//   vnagent plan FILE [--json]     per step, the switch outputs it writes and withdraws
+//   vnagent explain FILE --switch ID --port NAME [--vlan V]
+//                                  why VLANs and VNIs are (or are not) on a port
+//   vnagent conflicts FILE [--json]  the conflicts in force
+//   vnagent dot FILE [--png OUT]   the fabric as a Graphviz picture
+//   --step N                       (table, explain, conflicts, dot) as step N left it
 //   --trace-level N                the agent's trace lines, as they happen
 //
 // Exit status: 0 all passed, 1 a scenario failed, 2 a file could not be read
 // (or the command line was wrong).
 
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
 #include <iostream>
 #include <optional>
 #include <string>
@@ -16,7 +28,9 @@
 #include <CLI/CLI.hpp>
 
 #include "reactive/Version.h"
+#include "tools/vnagent/Fabric.h"
 #include "tools/vnagent/Isolation.h"
+#include "tools/vnagent/Operator.h"
 #include "tools/vnagent/Output.h"
 #include "tools/vnagent/Runner.h"
 #include "tools/vnagent/Scenario.h"
@@ -80,6 +94,100 @@ int show(std::string const& file, bool json, int traceLevel) {
   return 0;
 }
 
+std::optional<vnagent::Scenario> load(std::string const& file) {
+  try {
+    return vnagent::loadScenario(file);
+  } catch (vnagent::FileError const& e) {
+    std::cerr << "ERROR " << e.what() << std::endl;
+    return std::nullopt;
+  }
+}
+
+// Runs the steps of `scenario` without checks and calls `at` with the fabric
+// as step `step` left it (0: the last step that acts). What a step raised is
+// noted on standard error; the run goes on, as `show` does.
+bool atStep(vnagent::Scenario const& scenario, int step, int traceLevel,
+            std::function<void(vnagent::Fabric const&)> const& at) {
+  int last = 0;
+  for (vnagent::Step const& s : scenario.steps) {
+    if (!s.isCheck() && (step == 0 || s.number <= step)) last = s.number;
+  }
+  if (last == 0) {
+    std::cerr << "ERROR " << scenario.file << ": no step acts" << (step ? " up to step " : "")
+              << (step ? std::to_string(step) : std::string()) << std::endl;
+    return false;
+  }
+  vnagent::RunOptions options;
+  options.liveTraceLevel = traceLevel;
+  options.live = &std::cerr;
+  options.afterStep = [&](vnagent::Step const& s, std::optional<std::string> const&,
+                          vnagent::Fabric const& fabric) {
+    if (s.number == last) at(fabric);
+  };
+  vnagent::Shown const shown = vnagent::showScenario(scenario, options);
+  for (std::string const& note : shown.notes) std::cerr << "note: " << note << std::endl;
+  return true;
+}
+
+// Colours for a terminal; none when piped or when NO_COLOR is set.
+struct Paint {
+  bool on = isatty(STDOUT_FILENO) && !std::getenv("NO_COLOR");
+  std::string operator()(char const* code, std::string const& text) const {
+    return on ? std::string("\033[") + code + "m" + text + "\033[0m" : text;
+  }
+};
+
+int plan(std::string const& file, bool json, int traceLevel) {
+  auto scenario = load(file);
+  if (!scenario) return kUnreadable;
+  Paint const paint;
+  vnagent::Json steps = vnagent::Json::array();
+  std::optional<vnagent::Snapshot> before;
+  vnagent::RunOptions options;
+  options.liveTraceLevel = traceLevel;
+  options.live = &std::cerr;
+  options.afterStep = [&](vnagent::Step const& step, std::optional<std::string> const& raised,
+                          vnagent::Fabric const& fabric) {
+    vnagent::Snapshot after = vnagent::snapshotOf(fabric);
+    vnagent::StepPlan const p = vnagent::planOf(before ? *before : vnagent::Snapshot{}, after);
+    before = std::move(after);
+    if (json) {
+      vnagent::Json out = {{"step", step.number}, {"kind", vnagent::stepKindName(step.kind)}};
+      if (!step.note.empty()) out["note"] = step.note;
+      if (raised) out["raised"] = *raised;
+      vnagent::Json switches = vnagent::Json::object();
+      for (auto const& [sw, changes] : p.switches) {
+        switches[sw] = vnagent::Json::array();
+        for (auto const& c : changes) switches[sw].push_back(c.json);
+      }
+      out["switches"] = switches;
+      out["conflictsOpened"] = vnagent::Json::array();
+      for (auto const& c : p.opened) out["conflictsOpened"].push_back(c.json());
+      out["conflictsHealed"] = vnagent::Json::array();
+      for (auto const& c : p.healed) out["conflictsHealed"].push_back(c.json());
+      steps.push_back(out);
+      return;
+    }
+    std::cout << paint("1", "step " + std::to_string(step.number) + " " +
+                                vnagent::stepKindName(step.kind))
+              << (step.note.empty() ? "" : ": " + step.note) << "\n";
+    if (raised) std::cout << "  " << paint("31", "raised: " + *raised) << "\n";
+    if (p.empty()) std::cout << "  no switch output changes\n";
+    for (auto const& [sw, changes] : p.switches) {
+      std::cout << "  " << vnagent::switchLabel(*before, sw) << "\n";
+      for (auto const& c : changes) {
+        char const* colour = c.op == '+' ? "32" : c.op == '-' ? "31" : "33";
+        std::cout << "    " << paint(colour, std::string(1, c.op) + " " + c.text) << "\n";
+      }
+    }
+    for (auto const& c : p.opened) std::cout << "  " << paint("31", "conflict opened: " + c.text()) << "\n";
+    for (auto const& c : p.healed) std::cout << "  " << paint("32", "conflict healed: " + c.text()) << "\n";
+  };
+  vnagent::Shown const shown = vnagent::showScenario(*scenario, options);
+  if (json) std::cout << steps.dump(2) << std::endl;
+  return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -116,6 +224,57 @@ int main(int argc, char** argv) {
   showCommand->add_flag("--json", json, "Print JSON instead of YAML");
   addTraceLevel(showCommand);
 
+  int step = 0;
+  auto addStep = [&step](CLI::App* command) {
+    command->add_option("--step", step, "As step N left the fabric (default: the last step)")
+        ->check(CLI::PositiveNumber);
+  };
+
+  std::string file;
+  CLI::App* tableCommand = app.add_subcommand(
+      "table", "Run a scenario's steps and print each switch's outputs as a table: per port its "
+               "allowed VLANs, native VLAN and VNIs.");
+  tableCommand->add_option("FILE", file, "Scenario file (YAML)")->required();
+  addStep(tableCommand);
+  addTraceLevel(tableCommand);
+
+  CLI::App* planCommand = app.add_subcommand(
+      "plan", "For each step of a scenario, the switch outputs it writes (+), withdraws (-) and "
+              "replaces (~), per switch, and the conflicts it opens or heals.");
+  planCommand->add_option("FILE", file, "Scenario file (YAML)")->required();
+  planCommand->add_flag("--json", json, "Print JSON instead of text");
+  addTraceLevel(planCommand);
+
+  std::string switchId, port;
+  std::optional<unsigned> vlan;
+  CLI::App* explainCommand = app.add_subcommand(
+      "explain", "Why each VLAN (or one) is or is not on a switch port, and why its VNI is or "
+                 "is not mapped: the chain of holders back to the clients and static maps.");
+  explainCommand->add_option("FILE", file, "Scenario file (YAML)")->required();
+  explainCommand->add_option("--switch", switchId, "The switch: colon or dash MAC, or hostname")
+      ->required();
+  explainCommand->add_option("--port", port, "The port or port group")->required();
+  explainCommand->add_option("--vlan", vlan, "One VLAN only")->check(CLI::Range(1, 4094));
+  addStep(explainCommand);
+  addTraceLevel(explainCommand);
+
+  CLI::App* conflictsCommand = app.add_subcommand(
+      "conflicts", "Every native VLAN and VNI conflict in force: switch, interface, VLAN, the "
+                   "candidates and who asks for each.");
+  conflictsCommand->add_option("FILE", file, "Scenario file (YAML)")->required();
+  conflictsCommand->add_flag("--json", json, "Print JSON instead of text");
+  addStep(conflictsCommand);
+  addTraceLevel(conflictsCommand);
+
+  std::string png;
+  CLI::App* dotCommand = app.add_subcommand(
+      "dot", "The fabric as a Graphviz graph: switches, servers, links, the VLANs on each "
+             "switch port, conflicts in red.");
+  dotCommand->add_option("FILE", file, "Scenario file (YAML)")->required();
+  dotCommand->add_option("--png", png, "Render to this PNG file with Graphviz's dot");
+  addStep(dotCommand);
+  addTraceLevel(dotCommand);
+
   try {
     app.parse(argc, argv);
   } catch (CLI::Success const& e) {
@@ -126,5 +285,45 @@ int main(int argc, char** argv) {
   }
 
   if (runCommand->parsed()) return run(files, traceLevel);
-  return show(showFile, json, traceLevel);
+  if (showCommand->parsed()) return show(showFile, json, traceLevel);
+  if (planCommand->parsed()) return plan(file, json, traceLevel);
+
+  auto scenario = load(file);
+  if (!scenario) return kUnreadable;
+  int status = 0;
+  bool const ran = atStep(*scenario, step, traceLevel, [&](vnagent::Fabric const& fabric) {
+    vnagent::Snapshot const snapshot = vnagent::snapshotOf(fabric);
+    if (tableCommand->parsed()) {
+      std::cout << vnagent::tableOf(snapshot);
+    } else if (explainCommand->parsed()) {
+      try {
+        for (std::string const& line : vnagent::explain(fabric, switchId, port, vlan)) {
+          std::cout << line << "\n";
+        }
+      } catch (std::invalid_argument const& e) {
+        std::cerr << "ERROR " << e.what() << std::endl;
+        status = kUnreadable;
+      }
+    } else if (conflictsCommand->parsed()) {
+      std::vector<vnagent::Conflict> const conflicts = vnagent::conflictsOf(snapshot);
+      if (json) {
+        vnagent::Json out = vnagent::Json::array();
+        for (auto const& c : conflicts) out.push_back(c.json());
+        std::cout << out.dump(2) << "\n";
+      } else {
+        for (auto const& c : conflicts) std::cout << c.text() << "\n";
+        if (conflicts.empty()) std::cout << "no conflicts\n";
+      }
+    } else if (png.empty()) {
+      std::cout << vnagent::dotOf(snapshot);
+    } else {
+      FILE* dot = popen(("dot -Tpng -o '" + png + "'").c_str(), "w");
+      std::string const text = vnagent::dotOf(snapshot);
+      if (!dot || std::fwrite(text.data(), 1, text.size(), dot) != text.size() || pclose(dot)) {
+        std::cerr << "ERROR could not render " << png << " with Graphviz's dot" << std::endl;
+        status = kFailed;
+      }
+    }
+  });
+  return ran ? status : kUnreadable;
 }
