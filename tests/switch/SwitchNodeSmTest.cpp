@@ -312,7 +312,10 @@ TEST_F(SwitchTest, LostMountEndsTheNodeAndTheNextLifeSweeps) {
   EXPECT_EQ(node(), nullptr);
   EXPECT_EQ(Vek::liveObjects<SwitchNodeSm>(), 0u);
   EXPECT_EQ(Vek::liveObjects<SwitchNodeSm::VekInterface>(), 0u);
-  EXPECT_EQ(tracesOf("doCleanup", 9), Strings{kMac});
+  // The node's end, then each VLAN's: its VTEP mapping goes with it.
+  EXPECT_EQ(tracesOf("doCleanup", 9),
+            (Strings{kMac, "Inteface: eth1 VLAN: 10", "Inteface: eth1 VLAN: 20",
+                     "Inteface: eth2 VLAN: 30"}));
   // The record stays as the node left it, and nobody writes it meanwhile.
   element()->physicalInterfaceDel("eth1");
   port("eth2")->vlanIs(31);
