@@ -165,7 +165,11 @@ void SwitchNodeSm::VekVlanToVniMap::handleStaticVniMapForVlanRange(Range vlanRan
     return;
   }
   // Interfaces are not filtered by domain: a VLAN without the domain takes
-  // the removal path of handleVlanDomain.
+  // the removal path of handleVlanDomain. A range that keeps its key and
+  // gets other VNIs only adds the new VNI beside the old one, so its VLANs
+  // stay in conflict until the operator removes the range and adds it
+  // again. Deliberate: no handler is told an old value, and the level 0
+  // line shows the operator both VNIs.
   forEachInterfaceVlan(
       *element, [](Vek::String const&) { return false; },
       [&](Vek::String const& intfName, DynamicVlan const& vlan) {
