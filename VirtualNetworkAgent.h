@@ -3,6 +3,7 @@
 
 #include "agent/VirtualNetworkAgentSm.h"
 #include "client/ClientRequestedResourcesCollectionSm.h"
+#include "client/ClientResourcesForHostnameSm.h"
 #include "client/ClientResourcesForSwitchportSm.h"
 #include "element/NetworkElementCollectionSm.h"
 #include "element/NetworkElementSm.h"
@@ -18,6 +19,7 @@
 #include "reactive/Notifiee.h"
 #include "reactive/PtrInterface.h"
 #include "reactive/Reactor.h"
+#include "reactive/Referred.h"
 #include "reactive/StateMachine.h"
 #include "reactive/String.h"
 #include "reactive/Trace.h"
