@@ -5,6 +5,7 @@
 #include "client/ClientRequestedResourcesCollectionSm.h"
 #include "client/ClientResourcesForHostnameSm.h"
 #include "client/ClientResourcesForSwitchportSm.h"
+#include "element/HostResourcesSm.h"
 #include "element/NetworkElementCollectionSm.h"
 #include "element/NetworkElementSm.h"
 #include "reactive/AllocTrack.h"
