@@ -5,29 +5,6 @@
 
 namespace VirtualNetwork::Agent {
 
-namespace {
-
-// Takes `hostname` off each entry of the element's collection `target` that
-// the global VLAN's collection `source` lists. Whether an entry goes is read
-// on its source entry, not on the entry just changed: while clients still
-// want it, the element's entry stays, without holders, until its VLAN goes.
-// Deliberate, and unlike every other removal of this subsystem.
-template <class Source, class Target, class Last>
-void releaseBySource(Source const& source, Target const& target, Vek::String const& hostname,
-                     Last&& last) {
-  Vek::forEachKey(source, [&](auto const& key) {
-    auto const entry = target.find(key);
-    if (!entry) return;
-    entry->referrerDel(hostname);
-    auto const* const wanted = source.find(key);
-    if (wanted && !wanted->referrerCol().empty()) return;
-    last(key);
-    target.del(key);
-  });
-}
-
-}  // namespace
-
 Vek::Ptr<HostResourcesSm> hostResourcesSmFactory(
     Vek::Name const& hostname, Vek::Ptr<ResourcesForHostname const> const& resourcesForHostname,
     Vek::Ptr<NetworkElement> const& networkElement) {
@@ -148,11 +125,13 @@ void HostResourcesSm::VekHostVlan::doCleanup() {
   Vek::Ptr<DynamicVlan> const vlan = element ? element->vlan(vlanId) : nullptr;
   if (!global || !vlan) return;
   Vek::Name const hostname = sm->hostname();
-  // Mapped VNIs first, domains second.
-  releaseBySource(global->mappedVniCol(), vlan->mappedVniRef(), hostname, [&](U32 vni) {
+  // Mapped VNIs first, domains second. Whether an entry goes is read on the
+  // global VLAN's entry, deliberately: while clients still want it, the
+  // element's entry stays without holders until its VLAN goes.
+  Vek::releaseBySource(global->mappedVniCol(), vlan->mappedVniRef(), hostname, [&](U32 vni) {
     VEK_TRACE(2) << "Deleting " << vni << " from networkElement " << hostname;
   });
-  releaseBySource(global->domainCol(), vlan->domainRef(), hostname,
+  Vek::releaseBySource(global->domainCol(), vlan->domainRef(), hostname,
                   [&](Client::ClientDomain const& domain) {
                     VEK_TRACE(2) << "Deleting " << domain.name() << " from networkElement "
                                  << hostname;

@@ -131,13 +131,17 @@ void NetworkElementSm::handleNePortGroup(Vek::String name) {
   if (!element) return;
   if (Vek::Ptr<PortGroup> const group = element->portGroup(name)) {
     element->interfaceIs(group);
-    // The group's PortGroupSm is made here once it exists.
+    // Made whether the element is a switch or not, unlike the physical
+    // interfaces' machines.
+    portGroupSmIs(name, group);
     return;
   }
   // Deliberately unlike handlePhysicalInterface: the child is cleaned first,
   // the interface entry goes second, the child last.
   VEK_TRACE(2) << "Deleting " << name << " from " << element->name();
+  if (Vek::Ptr<PortGroupSm> const sm = portGroupSm(name)) sm->doCleanup();
   element->interfaceDel(name);
+  portGroupSmDel(name);
 }
 
 void NetworkElementSm::handleTopologyPortGroup(Vek::Name name) {

@@ -15,6 +15,7 @@
 #pragma once
 
 #include "element/HostResourcesSm.h"
+#include "element/PortGroupSm.h"
 #include "reactive/Accessors.h"
 #include "reactive/StateMachine.h"
 #include "schema/Resources.h"
@@ -43,8 +44,10 @@ class NetworkElementSm : public Vek::StateMachine<NetworkElementSm> {
   // Takes the host away: the reactor turns zombie, handleTopologyHost()
   // runs without a host, and the reactor goes. Returns the old host.
   Vek::Ptr<Host const> topologyHostDel();
-  // The children PhysicalInterfaceSm and PortGroupSm stand here, before
-  // hostResourcesSm, once they exist.
+  // The child PhysicalInterfaceSm stands here, before the port groups,
+  // once it exists.
+  // One per port group of the element, switch or not.
+  VEK_SM_MACHINES(portGroupSm, Vek::String, PortGroupSm)
   // Carries the element's requested hostname resources while it has some.
   VEK_SM_MACHINE(hostResourcesSm, HostResourcesSm)
   VEK_SM_REACTORS(physicalInterface, Vek::String, VekPhysicalInterface)
@@ -132,7 +135,8 @@ class NetworkElementSm::VekPortGroup
 
 inline auto NetworkElementSm::vekMembers() {
   using N = NetworkElementSm;
-  return Vek::members(&N::name_, &N::networkElement_, &N::topologyHost_, &N::hostResourcesSm_,
+  return Vek::members(&N::name_, &N::networkElement_, &N::topologyHost_, &N::portGroupSm_,
+                      &N::hostResourcesSm_,
                       Vek::handler<"handleTopologyHost", &N::handleTopologyHost>(),
                       Vek::handler<"handleIsSwitchElement", &N::handleIsSwitchElement>(),
                       Vek::handler<"handleResourcesForHostname", &N::handleResourcesForHostname>(),

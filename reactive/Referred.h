@@ -13,9 +13,12 @@
 //
 // Both notify through the collection's and the member's own mutators, so
 // handlers run inside them; the member is held across `last` and the
-// removal.
+// removal. `follow` is the two together, for a holder that mirrors whether
+// its source has the key; `releaseBySource` is the removal of a holder that
+// reads whether an entry goes on its source, not on the entry it changed.
 #pragma once
 
+#include "reactive/HashMap.h"
 #include "reactive/String.h"
 
 namespace Vek {
@@ -40,6 +43,38 @@ bool release(Col const& col, K const& key, String const& referrer, Last&& last) 
   last();
   col.del(key);
   return true;
+}
+
+// Holds the member `key` for `referrer` when `wanted`, after `added()`;
+// otherwise releases it as `release` does, with `last`.
+template <class Col, class K, class Added, class Last>
+void follow(Col const& col, K const& key, String const& referrer, bool wanted, Added&& added,
+            Last&& last) {
+  if (wanted) {
+    added();
+    hold(col, key, referrer);
+    return;
+  }
+  release(col, key, referrer, last);
+}
+
+// Takes `referrer` off each member of `target` that the collection `source`
+// lists. Whether a member goes is read on its source entry, not on the
+// member just changed: while the source entry still has holders, the target
+// member stays, even without holders of its own; once the source entry has
+// none, `last(key)` runs and the target member goes, whoever else holds it.
+template <class Source, class Target, class Last>
+void releaseBySource(Source const& source, Target const& target, String const& referrer,
+                     Last&& last) {
+  forEachKey(source, [&](auto const& key) {
+    auto const member = target.find(key);
+    if (!member) return;
+    member->referrerDel(referrer);
+    auto const* const wanted = source.find(key);
+    if (wanted && !wanted->referrerCol().empty()) return;
+    last(key);
+    target.del(key);
+  });
 }
 
 }  // namespace Vek

@@ -93,7 +93,8 @@ TEST_F(SwitchTest, JoiningAPortGroupCleansThePortAndLeavingReprovisionsIt) {
   EXPECT_FALSE(vtep->vlanToVniMapCol().contains({"eth1", 10}));
   EXPECT_TRUE(vtep->vlanToVniMapCol().contains({"eth2", 10}));
   EXPECT_TRUE(vtep->vlanToVniMapCol().contains({"bond0", 30}));
-  EXPECT_EQ(allowed("bond0"), "30");
+  // The group carries its new member's VLANs under its own name.
+  EXPECT_EQ(allowed("bond0"), "10,20,30");
 
   // A member is never written by its own name.
   eth1->vlanIs(40);
