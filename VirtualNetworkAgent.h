@@ -8,6 +8,7 @@
 #include "element/HostResourcesSm.h"
 #include "element/NetworkElementCollectionSm.h"
 #include "element/NetworkElementSm.h"
+#include "element/PhysicalInterfaceSm.h"
 #include "element/PortGroupSm.h"
 #include "reactive/AllocTrack.h"
 #include "reactive/Assert.h"

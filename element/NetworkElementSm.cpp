@@ -100,7 +100,7 @@ void NetworkElementSm::handlePhysicalInterface(Vek::String name) {
     // Deliberately unlike handleNePortGroup: the child goes without a
     // cleanup, before the interface entry.
     VEK_TRACE(2) << "Deleted " << name << " from " << element->name();
-    // The interface's PhysicalInterfaceSm is deleted here once it exists.
+    physicalInterfaceSmDel(name);
     element->interfaceDel(name);
     return;
   }
@@ -116,8 +116,13 @@ void NetworkElementSm::handlePhysicalInterface(Vek::String name) {
     }
   }
   if (!element->isSwitchElement()) return;
-  // The interface's PhysicalInterfaceSm is made and brought up to date with
-  // its configured and discovered elements here once it exists.
+  // Its input may predate the element's becoming a switch: brought up to
+  // date at once.
+  Vek::Ptr<PhysicalInterfaceSm> const sm = physicalInterfaceSmIs(name, interface);
+  Vek::forEachKey(interface->configuredElementCol(),
+                  [&](Vek::Name const& key) { sm->handleConfiguredElement(key); });
+  Vek::forEachKey(interface->discoveredElementCol(),
+                  [&](Vek::Name const& key) { sm->handleDiscoveredElement(key); });
   Vek::forEachKey(interface->vlanCol(), [&](U32 vlan) {
     if (Vek::Ptr<VekPhysicalInterface> const reactor = physicalInterface(name)) {
       reactor->handleVlan(vlan);

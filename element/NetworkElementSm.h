@@ -15,6 +15,7 @@
 #pragma once
 
 #include "element/HostResourcesSm.h"
+#include "element/PhysicalInterfaceSm.h"
 #include "element/PortGroupSm.h"
 #include "reactive/Accessors.h"
 #include "reactive/StateMachine.h"
@@ -44,8 +45,8 @@ class NetworkElementSm : public Vek::StateMachine<NetworkElementSm> {
   // Takes the host away: the reactor turns zombie, handleTopologyHost()
   // runs without a host, and the reactor goes. Returns the old host.
   Vek::Ptr<Host const> topologyHostDel();
-  // The child PhysicalInterfaceSm stands here, before the port groups,
-  // once it exists.
+  // One per physical interface, on a switch element only.
+  VEK_SM_MACHINES(physicalInterfaceSm, Vek::String, PhysicalInterfaceSm)
   // One per port group of the element, switch or not.
   VEK_SM_MACHINES(portGroupSm, Vek::String, PortGroupSm)
   // Carries the element's requested hostname resources while it has some.
@@ -135,7 +136,7 @@ class NetworkElementSm::VekPortGroup
 
 inline auto NetworkElementSm::vekMembers() {
   using N = NetworkElementSm;
-  return Vek::members(&N::name_, &N::networkElement_, &N::topologyHost_, &N::portGroupSm_,
+  return Vek::members(&N::name_, &N::networkElement_, &N::topologyHost_, &N::physicalInterfaceSm_, &N::portGroupSm_,
                       &N::hostResourcesSm_,
                       Vek::handler<"handleTopologyHost", &N::handleTopologyHost>(),
                       Vek::handler<"handleIsSwitchElement", &N::handleIsSwitchElement>(),
