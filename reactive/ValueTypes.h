@@ -37,8 +37,11 @@ class BoundedNumber {
 
   BoundedNumber() = default;
   BoundedNumber(Rep value) : value_(value) {  // NOLINT: implicit by design
-    if (value_ > Max) throwRangeException(Error.c_str());
+    if (!holds(value_)) throwRangeException(Error.c_str());
   }
+
+  // Whether a value can be made from `value` without the range error.
+  static constexpr bool holds(Rep value) { return value <= Max; }
 
   Rep value() const { return value_; }
 
@@ -82,6 +85,9 @@ class VlanIdOrNone
  public:
   VlanIdOrNone() = default;
   VlanIdOrNone(U32 value) : BoundedNumber(static_cast<U16>(value)) {}  // NOLINT: implicit by design
+
+  // Whether a VLAN id can be made from `value`, cut to 16 bits as above.
+  static constexpr bool holds(U32 value) { return BoundedNumber::holds(static_cast<U16>(value)); }
 };
 
 std::ostream& operator<<(std::ostream& os, VlanIdOrNone vlan);

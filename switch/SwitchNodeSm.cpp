@@ -137,31 +137,6 @@ void SwitchNodeSm::handleNetworkElement(Vek::Name name) {
   switchElementIs(element);
 }
 
-void SwitchNodeSm::handleVtepConfig(Vek::String name) {
-  VEK_ENTRY << switchId() << " " << name;
-  // The VTEP's VLAN-to-VNI map is brought in line here with the VNI mapping.
-}
-
-void SwitchNodeSm::handleNativeVlanConflict(Vek::String intfName, U32 vlan) {
-  VEK_ENTRY << "Interface: " << intfName << " VLAN: " << vlan;
-  Vek::Ptr<NetworkElement> const element = switchElement();
-  Vek::Ptr<Interface> const interface = element ? element->interface(intfName) : nullptr;
-  Vek::Ptr<PortVlanConfig> const ports = portVlanConfig();
-  if (!interface || !ports) return;
-  std::string candidates;
-  Vek::forEachKey(interface->nativeVlanCol(), [&](U32 native) {
-    if (!candidates.empty()) candidates += ", ";
-    candidates += std::to_string(native);
-  });
-  // No candidate wins: the output is withdrawn until one is left.
-  VEK_TRACE(0) << "Conflict is detected for setting native vlan on interface " << interface->name()
-               << ". There are " << interface->nativeVlanCol().size() << " different nativeVlans ( "
-               << candidates
-               << " ) requested to be configured on the interface. Removing nativeVlan from "
-               << interface->name() << " because of conflict.";
-  ports->portNativeVlanDel(interface->name());
-}
-
 // --- VekInterface -------------------------------------------------------------------
 
 void SwitchNodeSm::VekInterface::handleInitialized() {
@@ -249,11 +224,8 @@ void SwitchNodeSm::VekPhysicalInterface::handlePortGroup() {
     ports->portAllowedVlanListDel(name);
     ports->portNativeVlanDel(name);
   }
-  Vek::Ptr<VtepConfigDir> const vteps = sm->vtepConfigDir();
-  if (!vteps) return;
-  auto first = vteps->vtepConfigCol().iterator();
-  if (!first) return;
-  Vek::Ptr<VxlanController::VtepConfigV2> const vtep = first.ptr();
+  Vek::Ptr<VxlanController::VtepConfigV2> const vtep = sm->firstVtepConfig();
+  if (!vtep) return;
   Vek::forEachKey(vtep->vlanToVniMapCol(), [&](VxlanController::PortVlanPairV2 const& key) {
     if (key.port() == name) vtep->vlanToVniMapDel(key);
   });

@@ -13,9 +13,16 @@
 // else), and every later change reads the stored text, changes one VLAN and
 // writes it back.
 //
+// It also keeps the VTEP's VLAN-to-VNI map (SwitchNodeSmVni.cpp): the VNIs
+// wanted for a VLAN of a port, a client's dynamic ones and the operator's
+// static ones alike, are counted by referrers on the VLAN's `mappedVni`;
+// exactly one is mapped, two or more are a conflict that withdraws the
+// mapping (level 0) until one is left, none removes it.
+//
 // Made by the agent root when the switch's four preconditions hold, and
 // deleted when one goes; the port record then stays as it is until the
-// next life sweeps it.
+// next life sweeps it, while the VTEP mappings go one by one with the VNI
+// reactors.
 #pragma once
 
 #include "reactive/Accessors.h"
@@ -73,13 +80,21 @@ class SwitchNodeSm : public Vek::StateMachine<SwitchNodeSm> {
   // True only for a physical interface of the switch element that is in a
   // port group; false while no switch element is set.
   bool isMemberInterface(Vek::String intfName) const;
+  // The VTEP configuration that single mappings work on: the first of the
+  // switch's (one VTEP per switch is assumed), or null while there is none.
+  Vek::Ptr<VxlanController::VtepConfigV2> firstVtepConfig() const;
 
   // Handlers.
   void handleSwitchElement();
   void handleInterface(Vek::String intfName);
   void handleVlan(U32 vlan);
   void handleNetworkElement(Vek::Name name);
+  // The bulk writer of the VTEP map: makes the VTEP's configuration while
+  // its status is there, then adds and refreshes every mapping; it deletes
+  // none.
   void handleVtepConfig(Vek::String name);
+  void handleStaticVniMapForDomain(Client::ClientDomain domain);
+  void handleVniMapConflict(Vek::String intfName, U32 vlan);
   void handleNativeVlanConflict(Vek::String intfName, U32 vlan);
   void doCleanup();
   void handleInitialized();
@@ -108,13 +123,14 @@ class SwitchNodeSm::VekNetworkElementCollection
       Vek::OnKey<NetworkElementCollection::networkElementId, &SwitchNodeSm::handleNetworkElement>>;
 };
 
-// Keeps one reactor per static map of the configuration.
+// Keeps one reactor per static map of the configuration, made or deleted
+// before the domain's map is followed onto the switch.
 class SwitchNodeSm::VekConfig : public Vek::Reactor<VekConfig, Config const, SwitchNodeSm> {
  public:
   using Reactor::Reactor;
-  using vekReactions =
-      Vek::Reactions<Vek::OnNested<Config::vlanToVniMapId, &SwitchNodeSm::vlanToVniMap_,
-                                   &Config::vlanToVniMapCol>>;
+  using vekReactions = Vek::Reactions<
+      Vek::OnNested<Config::vlanToVniMapId, &SwitchNodeSm::vlanToVniMap_, &Config::vlanToVniMapCol>,
+      Vek::OnKey<Config::vlanToVniMapId, &SwitchNodeSm::handleStaticVniMapForDomain>>;
 };
 
 // Interfaces: the reactor first, then the port's records. Physical
@@ -159,13 +175,41 @@ class SwitchNodeSm::VekInterface : public Vek::Reactor<VekInterface, Interface, 
                      Vek::OnKey<Interface::nativeVlanId, &VekInterface::handleNativeVlan>>;
 };
 
-// One VLAN of one interface, for its VNI mapping.
+// One VLAN of one interface: its VNIs onto the VTEP's map, and the static
+// VNIs of its domains into its `mappedVni`. Reads the VLAN through the
+// reactor and changes it through the interface.
 class SwitchNodeSm::VekInterface::VekDynVlan
     : public Vek::Reactor<VekDynVlan, DynamicVlan const, VekInterface> {
  public:
   using Reactor::Reactor;
-  // The mapping of the VLAN's VNIs onto the VTEP comes with the VNI mapping.
-  using vekReactions = Vek::Reactions<>;
+  U32 vlanId() const { return fwkKey(); }
+  Vek::String intfName() const;
+
+  // Declared and never written: it stays false.
+  VEK_SM_ATTR(initialized, bool)
+
+  // Turns the static maps of the VLAN's domains into VNI entries. VNIs the
+  // VLAN already has are not replayed: they reach the VTEP with the next
+  // bulk pass.
+  void handleInitialized();
+  // The static side: adds the domain's VNI with the domain's first string
+  // as referrer, or takes that referrer from every VNI of the VLAN.
+  void handleVlanDomain(Client::ClientDomain domain);
+  // The one writer of single mappings.
+  void handleInterfaceVniMapping(U32 vni);
+  // Deletes the VLAN's mapping, also on a port-group member.
+  void doCleanup();
+
+  static auto vekMembers() { return Vek::members(&VekDynVlan::initialized_); }
+
+  using vekReactions =
+      Vek::Reactions<Vek::OnKey<DynamicVlan::mappedVniId, &VekDynVlan::handleInterfaceVniMapping>,
+                     Vek::OnKey<DynamicVlan::domainId, &VekDynVlan::handleVlanDomain>>;
+
+ private:
+  SwitchNodeSm* node() const;
+  // The interface's own record of this VLAN, writable; null once it went.
+  Vek::Ptr<DynamicVlan> vlan() const;
 };
 
 // Port-group membership of one physical interface.
@@ -179,13 +223,16 @@ class SwitchNodeSm::VekPhysicalInterface
       Vek::OnValue<PhysicalInterface::portGroupId, &VekPhysicalInterface::handlePortGroup>>;
 };
 
-// One static VLAN-to-VNI map of the configuration.
+// One static VLAN-to-VNI map of the configuration: a change of a range is
+// followed onto the VLANs of the switch that lie in it.
 class SwitchNodeSm::VekVlanToVniMap
     : public Vek::Reactor<VekVlanToVniMap, VlanToVniMap const, SwitchNodeSm> {
  public:
   using Reactor::Reactor;
-  // Its ranges are followed onto the switch with the static maps.
-  using vekReactions = Vek::Reactions<>;
+  Client::ClientDomain domainName() const { return fwkKey(); }
+  void handleStaticVniMapForVlanRange(Range vlanRange);
+  using vekReactions = Vek::Reactions<
+      Vek::OnKey<VlanToVniMap::mapId, &VekVlanToVniMap::handleStaticVniMapForVlanRange>>;
 };
 
 inline auto SwitchNodeSm::vekMembers() {
@@ -200,6 +247,8 @@ inline auto SwitchNodeSm::vekMembers() {
       Vek::handler<"handleNetworkElement", &S::handleNetworkElement>(),
       Vek::handler<"handleVtepConfig", &S::handleVtepConfig>(),
       Vek::mirror(&S::vlanToVniMap_, &S::config, &Config::vlanToVniMapCol),
+      Vek::handler<"handleStaticVniMapForDomain", &S::handleStaticVniMapForDomain>(),
+      Vek::handler<"handleVniMapConflict", &S::handleVniMapConflict>(),
       Vek::handler<"handleNativeVlanConflict", &S::handleNativeVlanConflict>(),
       Vek::handler<"doCleanup", &S::doCleanup>(),
       Vek::handler<"handleInitialized", &S::handleInitialized>(), &S::initialized_);

@@ -74,6 +74,8 @@ class SwitchFixture : public AgentFixture {
     EXPECT_EQ(Vek::liveObjects<SwitchNodeSm>(), 0u);
     EXPECT_EQ(Vek::liveObjects<SwitchNodeSm::VekInterface>(), 0u);
     EXPECT_EQ(Vek::liveObjects<SwitchNodeSm::VekPhysicalInterface>(), 0u);
+    EXPECT_EQ(Vek::liveObjects<SwitchNodeSm::VekInterface::VekDynVlan>(), 0u);
+    EXPECT_EQ(Vek::liveObjects<SwitchNodeSm::VekVlanToVniMap>(), 0u);
   }
 
   // The agent running and the switch known to the topology, so that its
