@@ -3,7 +3,9 @@
 
 #include "agent/VirtualNetworkAgentSm.h"
 #include "client/ClientRequestedResourcesCollectionSm.h"
+#include "client/ClientResourcesForHostnameSm.h"
 #include "client/ClientResourcesForSwitchportSm.h"
+#include "element/HostResourcesSm.h"
 #include "element/NetworkElementCollectionSm.h"
 #include "element/NetworkElementSm.h"
 #include "reactive/AllocTrack.h"
@@ -18,6 +20,7 @@
 #include "reactive/Notifiee.h"
 #include "reactive/PtrInterface.h"
 #include "reactive/Reactor.h"
+#include "reactive/Referred.h"
 #include "reactive/StateMachine.h"
 #include "reactive/String.h"
 #include "reactive/Trace.h"

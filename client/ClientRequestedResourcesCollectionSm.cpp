@@ -37,13 +37,15 @@ void ClientRequestedResourcesCollectionSm::handleInitialized() {
 void ClientRequestedResourcesCollectionSm::handleResourcesForHostname(Vek::Name name) {
   VEK_ENTRY << "name : " << name;
   Vek::Ptr<ClientRequests const> const requests = requestedResourcesCollection();
-  if (requests && requests->resourcesForHostname(name)) {
+  auto const entry = requests ? requests->resourcesForHostname(name) : nullptr;
+  if (entry) {
     VEK_TRACE(2) << "Adding ResourcesForHostName element " << name;
-    // The hostname child is made here once requests by hostname are part
-    // of the agent.
+    resourcesForHostnameSmIs(name, client(), entry, allResourcesCollection());
     return;
   }
   VEK_TRACE(2) << "Deleting ResourcesForHostName element " << name;
+  // Released at once: the child's end withdraws its requests, here.
+  resourcesForHostnameSmDel(name);
 }
 
 void ClientRequestedResourcesCollectionSm::handleResourcesForSwitchport(
@@ -63,6 +65,10 @@ void ClientRequestedResourcesCollectionSm::handleResourcesForSwitchport(
   resourcesForSwitchportSmDel(intf);
 }
 
-void ClientRequestedResourcesCollectionSm::doCleanup() { resourcesForSwitchportSmDelAll(); }
+// Hostnames go first, as they came first.
+void ClientRequestedResourcesCollectionSm::doCleanup() {
+  resourcesForHostnameSmDelAll();
+  resourcesForSwitchportSmDelAll();
+}
 
 }  // namespace VirtualNetwork::Agent

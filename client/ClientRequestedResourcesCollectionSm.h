@@ -1,13 +1,13 @@
 // The per-client root of request combining.
 //
 // Keeps exactly one child per entry of the client's request collection: a
-// switch port child per `resourcesForSwitchport` entry (and, with hostname
-// requests, a hostname child per `resourcesForHostname` entry). The entry is
-// there, so its child exists; the entry is gone, so its child goes, and the
-// child's end withdraws the client's requests. Hostnames come first, in and
-// out.
+// hostname child per `resourcesForHostname` entry and a switch port child
+// per `resourcesForSwitchport` entry. The entry is there, so its child
+// exists; the entry is gone, so its child goes, and the child's end
+// withdraws the client's requests. Hostnames come first, in and out.
 #pragma once
 
+#include "client/ClientResourcesForHostnameSm.h"
 #include "client/ClientResourcesForSwitchportSm.h"
 #include "reactive/Accessors.h"
 #include "reactive/StateMachine.h"
@@ -37,9 +37,9 @@ class ClientRequestedResourcesCollectionSm
                  ClientRequests const)
   VEK_SM_PARAM(networkElementCollection, Vek::Ptr<NetworkElementCollection>)
   VEK_SM_PARAM(allResourcesCollection, Vek::Ptr<RequestedResourcesCollection>)
-  // The hostname children stand here, before the switch port ones, once
-  // they exist. A switch port child is keyed by its port, its second
-  // constructor parameter.
+  // A hostname child is keyed by its hostname, its first constructor
+  // parameter; a switch port child by its port, its second.
+  VEK_SM_MACHINES(resourcesForHostnameSm, Vek::Name, ClientResourcesForHostnameSm)
   VEK_SM_MACHINES(resourcesForSwitchportSm, Client::SwitchInterface, ClientResourcesForSwitchportSm,
                   1)
   VEK_SM_ATTR(initialized, bool)
@@ -78,7 +78,7 @@ inline auto ClientRequestedResourcesCollectionSm::vekMembers() {
   using C = ClientRequestedResourcesCollectionSm;
   return Vek::members(
       &C::client_, &C::requestedResourcesCollection_, &C::networkElementCollection_,
-      &C::allResourcesCollection_, &C::resourcesForSwitchportSm_,
+      &C::allResourcesCollection_, &C::resourcesForHostnameSm_, &C::resourcesForSwitchportSm_,
       Vek::handler<"handleResourcesForHostname", &C::handleResourcesForHostname>(),
       Vek::handler<"handleResourcesForSwitchport", &C::handleResourcesForSwitchport>(),
       Vek::handler<"handleInitialized", &C::handleInitialized>(), &C::initialized_,

@@ -69,8 +69,16 @@ void NetworkElementSm::handleResourcesForHostname() {
   Vek::Ptr<NetworkElement> const element = networkElement();
   if (!element) return;
   VEK_TRACE(9) << element->hostname();
-  // The host resources of the element are made and ended here once
-  // HostResourcesSm is part of the agent.
+  Vek::Ptr<ResourcesForHostname const> const resources = element->resourcesForHostname();
+  if (resources) {
+    // Other resources in place of the present ones replace the machine
+    // without its doCleanup: the old hostname stays on the element's VLANs.
+    hostResourcesSmIs(resources->name(), resources, element);
+    return;
+  }
+  // The child's end does not withdraw its VLANs; its owner does, here.
+  if (HostResourcesSm* const sm = hostResourcesSm()) sm->doCleanup();
+  hostResourcesSmDel();
 }
 
 void NetworkElementSm::handleInterface(Vek::String name) {

@@ -14,6 +14,7 @@
 // Made and removed by NetworkElementCollectionSm, one per element.
 #pragma once
 
+#include "element/HostResourcesSm.h"
 #include "reactive/Accessors.h"
 #include "reactive/StateMachine.h"
 #include "schema/Resources.h"
@@ -42,8 +43,10 @@ class NetworkElementSm : public Vek::StateMachine<NetworkElementSm> {
   // Takes the host away: the reactor turns zombie, handleTopologyHost()
   // runs without a host, and the reactor goes. Returns the old host.
   Vek::Ptr<Host const> topologyHostDel();
-  // The children PhysicalInterfaceSm, PortGroupSm and HostResourcesSm stand
-  // here, between topologyHost and physicalInterface, once they exist.
+  // The children PhysicalInterfaceSm and PortGroupSm stand here, before
+  // hostResourcesSm, once they exist.
+  // Carries the element's requested hostname resources while it has some.
+  VEK_SM_MACHINE(hostResourcesSm, HostResourcesSm)
   VEK_SM_REACTORS(physicalInterface, Vek::String, VekPhysicalInterface)
   VEK_SM_REACTORS(portGroup, Vek::Name, VekPortGroup)
   VEK_SM_ATTR(initialized, bool)
@@ -129,7 +132,7 @@ class NetworkElementSm::VekPortGroup
 
 inline auto NetworkElementSm::vekMembers() {
   using N = NetworkElementSm;
-  return Vek::members(&N::name_, &N::networkElement_, &N::topologyHost_,
+  return Vek::members(&N::name_, &N::networkElement_, &N::topologyHost_, &N::hostResourcesSm_,
                       Vek::handler<"handleTopologyHost", &N::handleTopologyHost>(),
                       Vek::handler<"handleIsSwitchElement", &N::handleIsSwitchElement>(),
                       Vek::handler<"handleResourcesForHostname", &N::handleResourcesForHostname>(),

@@ -26,7 +26,8 @@
 // Record attributes, `x##Id` being the attribute's id:
 //   VEK_VALUE(x, id, T)            x(), xIs(v)
 //   VEK_ENTITIES(x, id, K, T)      records the collection makes: x(k),
-//                                  xCol(), xIs(k), xDel(k), xDelAll()
+//                                  xCol(), xIs(k), xDel(k), xDelAll(),
+//                                  xRef() (the three for a generic step)
 //   VEK_VALUES(x, id, K, V)        values by key: x(k) (a default value if
 //                                  absent), xCol(), xIs(k, v), xDel(k),
 //                                  xDelAll()
@@ -80,6 +81,7 @@
   ::Vek::Ptr<T> x##Is(K const& key) { return x##_.is(*this, key); }     \
   ::Vek::Ptr<T> x##Del(K const& key) { return x##_.del(*this, key); }   \
   void x##DelAll() { x##_.delAll(*this); }                              \
+  ::Vek::EntityMapRef<K, T, number> x##Ref() { return {*this, x##_}; }  \
                                                                         \
  private:                                                               \
   ::Vek::EntityMap<K, T, number> x##_;                                  \

@@ -204,6 +204,22 @@ class EntityMap {
   HashMap<K, T> map_;
 };
 
+// A record's collection of entities with the record that notifies for it:
+// what a generic step needs to find, make and remove members (`xRef()`).
+template <class K, class T, AttributeId Id>
+class EntityMapRef {
+ public:
+  EntityMapRef(Entity const& owner, EntityMap<K, T, Id>& map) : owner_(owner), map_(map) {}
+
+  Ptr<T> find(K const& key) const { return map_.find(key); }
+  Ptr<T> is(K const& key) const { return map_.is(owner_, key); }
+  Ptr<T> del(K const& key) const { return map_.del(owner_, key); }
+
+ private:
+  Entity const& owner_;
+  EntityMap<K, T, Id>& map_;
+};
+
 // The holders of a record, by a string of each holder's own choosing:
 // whoever needs the record adds its string and takes it away when done; the
 // holder that empties the set deletes the record, the set never does. A

@@ -88,8 +88,10 @@ class TopologySm::VekHostsByHostname
                                 &VekHostsByHostname::handleHost>>;
 };
 
-// The two reactors on each directed edge. What they do with a link comes
-// with the edge handling; here they are kept in step with the edges.
+// The two reactors on each directed edge, keyed by its sending port. The
+// first turns each connected remote port into a physical interface at both
+// ends; the second undoes the local end when the edge goes. A remote port
+// that is lost or turns false undoes nothing: only the whole edge does.
 class TopologySm::VekDirectedEdge
     : public Vek::Reactor<VekDirectedEdge, NetworkTopologyAggregatorV3::DirectedEdge const,
                           TopologySm> {
@@ -98,7 +100,14 @@ class TopologySm::VekDirectedEdge
   Vek::Ptr<NetworkTopologyAggregatorV3::DirectedEdge const> directedEdge() const {
     return notifier();
   }
-  using vekReactions = Vek::Reactions<>;
+  // Connects the edge's sending port to `toPort`, if the edge holds it as
+  // true: both interfaces, each discovered and pointing at the element at
+  // the other end, and the local port's group. Safe to repeat; handleHost
+  // runs it again when a far host arrives.
+  void handleToPort(PortKey const& toPort);
+  using vekReactions =
+      Vek::Reactions<Vek::OnKey<NetworkTopologyAggregatorV3::DirectedEdge::toPortId,
+                                &VekDirectedEdge::handleToPort>>;
 };
 
 class TopologySm::VekTopologyEdge
@@ -107,6 +116,8 @@ class TopologySm::VekTopologyEdge
  public:
   using Reactor::Reactor;
   PortKey fromPort() const { return fwkKey(); }
+  // Runs when the reactor retires, with its edge: clears the local end.
+  void handleCleanup();
   using vekReactions = Vek::Reactions<>;
 };
 

@@ -20,6 +20,9 @@ class ClientFixture : public AgentFixture {
     EXPECT_EQ(Vek::liveObjects<ClientRequestedResourcesCollectionSm>(), 0u);
     EXPECT_EQ(Vek::liveObjects<ClientResourcesForSwitchportSm>(), 0u);
     EXPECT_EQ(Vek::liveObjects<ClientResourcesForSwitchportSm::VekHostVlan>(), 0u);
+    EXPECT_EQ(Vek::liveObjects<ClientResourcesForHostnameSm>(), 0u);
+    EXPECT_EQ(Vek::liveObjects<ClientResourcesForHostnameSm::VekResourcesForHostname>(), 0u);
+    EXPECT_EQ(Vek::liveObjects<ClientResourcesForHostnameSm::VekHostVlan>(), 0u);
   }
 
   static Client::SwitchInterface intf(std::string const& port) {
