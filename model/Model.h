@@ -86,6 +86,9 @@
 //  14. A link from or to a port group, a link whose port or host has left
 //      the topology, and a host that left the topology while its links or
 //      hostname group stay, are not described.
+//  15. A client that withdraws its request for a switch port no remote host
+//      holds takes the port away with every other client's VLANs on it;
+//      they come back only with those clients' next change.
 #pragma once
 
 #include <cstdint>

@@ -32,14 +32,16 @@ namespace fs = std::filesystem;
 namespace model = vnagent::model;
 using vnagent::Json;
 
-// Files that use a road the agent does not have yet, with the issue that
-// brings it.
+// Files whose steps reach a state that depends on the order of events (see
+// the list in model/Model.h) where the harness does not yet pause its
+// comparison by itself.
 std::map<std::string, std::string> const kNotYetBuilt = {
+    {"vni-deferral.yaml", "a switch that lost its VTEP status keeps its VTEP map (order case 7)"},
+    {"vni-two-domains.yaml", "with two VTEPs, single changes reach the first one only (order case 13)"},
 };
 
-// The VTEP map is written only once VNI mapping lands (issue 12). Until
-// then vtepConfig is compared only where the model writes no VTEP config.
-constexpr bool kVniMappingBuilt = false;
+// The VTEP map is compared everywhere.
+constexpr bool kVniMappingBuilt = true;
 
 std::vector<std::string> scenarioFiles() {
   std::vector<std::string> files;
