@@ -16,6 +16,7 @@
 // hostname entry of the client; its end withdraws the client's share.
 #pragma once
 
+#include "client/HostVlanReactor.h"
 #include "reactive/Accessors.h"
 #include "reactive/StateMachine.h"
 #include "schema/Client.h"
@@ -83,20 +84,15 @@ class ClientResourcesForHostnameSm::VekResourcesForHostname
 
 // One VLAN of the client's request: its domains and VNIs on the global VLAN.
 class ClientResourcesForHostnameSm::VekHostVlan
-    : public Vek::Reactor<VekHostVlan, Client::DynamicVlan const, ClientResourcesForHostnameSm> {
+    : public HostVlanReactor<VekHostVlan, Client::DynamicVlan, ClientResourcesForHostnameSm> {
  public:
-  using Reactor::Reactor;
-  Vek::Ptr<Client::DynamicVlan const> hostVlan() const { return notifier(); }
-  U32 vlanId() const { return fwkKey(); }
+  using HostVlanReactor::HostVlanReactor;
   void handleInitialized();
   void handleMappedVni(U32 vni);
   void handleVlanDomain(Client::ClientDomain const& domain);
   // Takes the client off the VLAN's VNIs and domains; runs on every
   // retirement as well, and is safe to repeat.
   void doCleanup();
-  using vekReactions =
-      Vek::Reactions<Vek::OnKey<Client::DynamicVlan::mappedVniId, &VekHostVlan::handleMappedVni>,
-                     Vek::OnKey<Client::DynamicVlan::domainId, &VekHostVlan::handleVlanDomain>>;
 };
 
 inline auto ClientResourcesForHostnameSm::vekMembers() {

@@ -12,6 +12,7 @@
 // the switch output decides.
 #pragma once
 
+#include "client/HostVlanReactor.h"
 #include "reactive/Accessors.h"
 #include "reactive/StateMachine.h"
 #include "schema/Client.h"
@@ -81,20 +82,15 @@ class ClientResourcesForSwitchportSm::VekResourcesForSwitchport
 
 // One VLAN of the client's request: its VNIs and domains on the port's VLAN.
 class ClientResourcesForSwitchportSm::VekHostVlan
-    : public Vek::Reactor<VekHostVlan, Client::DynamicVlan const, ClientResourcesForSwitchportSm> {
+    : public HostVlanReactor<VekHostVlan, Client::DynamicVlan, ClientResourcesForSwitchportSm> {
  public:
-  using Reactor::Reactor;
-  Vek::Ptr<Client::DynamicVlan const> hostVlan() const { return notifier(); }
-  U32 vlanId() const { return fwkKey(); }
+  using HostVlanReactor::HostVlanReactor;
   void handleInitialized();
   void handleMappedVni(U32 vni);
   void handleVlanDomain(Client::ClientDomain const& domain);
   // Runs on every retirement: takes this client from the VLAN's domains and
   // VNIs. Safe to repeat: entries already gone are skipped.
   void doCleanup();
-  using vekReactions =
-      Vek::Reactions<Vek::OnKey<Client::DynamicVlan::mappedVniId, &VekHostVlan::handleMappedVni>,
-                     Vek::OnKey<Client::DynamicVlan::domainId, &VekHostVlan::handleVlanDomain>>;
 };
 
 inline auto ClientResourcesForSwitchportSm::vekMembers() {

@@ -58,6 +58,12 @@ void HostResourcesSm::doCleanup() {
 
 // --- VekHostVlan ------------------------------------------------------------------
 
+Vek::Ptr<DynamicVlan> HostResourcesSm::VekHostVlan::elementVlan() const {
+  HostResourcesSm* const sm = owner();
+  Vek::Ptr<NetworkElement> const element = sm ? sm->networkElement() : nullptr;
+  return element ? element->vlan(vlanId()) : nullptr;
+}
+
 void HostResourcesSm::VekHostVlan::handleInitialized() {
   VEK_ENTRY << "VLAN: " << vlanId();
   HostResourcesSm* const sm = owner();
@@ -74,13 +80,11 @@ void HostResourcesSm::VekHostVlan::handleInitialized() {
 
 void HostResourcesSm::VekHostVlan::handleMappedVni(U32 vni) {
   VEK_ENTRY << vlanId() << " -> " << vni;
-  U32 const vlanId = this->vlanId();
-  HostResourcesSm* const sm = owner();
   Vek::Ptr<DynamicVlan const> const global = hostVlan();
-  Vek::Ptr<NetworkElement> const element = sm ? sm->networkElement() : nullptr;
-  // The element's end may have emptied its VLANs already.
-  Vek::Ptr<DynamicVlan> const vlan = element ? element->vlan(vlanId) : nullptr;
+  Vek::Ptr<DynamicVlan> const vlan = elementVlan();
   if (!global || !vlan) return;
+  HostResourcesSm* const sm = owner();
+  Vek::Ptr<NetworkElement> const element = sm->networkElement();
   if (global->mappedVni(vni)) {
     VEK_TRACE(2) << "Adding " << vni << " to " << element->name();
     Vek::hold(vlan->mappedVniRef(), vni, sm->hostname());
@@ -93,12 +97,11 @@ void HostResourcesSm::VekHostVlan::handleMappedVni(U32 vni) {
 void HostResourcesSm::VekHostVlan::handleVlanDomain(Client::ClientDomain const& domain) {
   VEK_ENTRY << "VLAN: " << vlanId() << " domain: " << domain.name();
   U32 const vlanId = this->vlanId();
-  HostResourcesSm* const sm = owner();
   Vek::Ptr<DynamicVlan const> const global = hostVlan();
-  Vek::Ptr<NetworkElement> const element = sm ? sm->networkElement() : nullptr;
-  // The element's end may have emptied its VLANs already.
-  Vek::Ptr<DynamicVlan> const vlan = element ? element->vlan(vlanId) : nullptr;
+  Vek::Ptr<DynamicVlan> const vlan = elementVlan();
   if (!global || !vlan) return;
+  HostResourcesSm* const sm = owner();
+  Vek::Ptr<NetworkElement> const element = sm->networkElement();
   // Presence is read on this reactor's own VLAN, unlike the client machine,
   // which reads the client's hostname entry. The lines name the element's
   // hostname, not the machine's.
@@ -116,15 +119,12 @@ void HostResourcesSm::VekHostVlan::handleVlanDomain(Client::ClientDomain const& 
 
 void HostResourcesSm::VekHostVlan::doCleanup() {
   VEK_ENTRY << "VLAN " << vlanId();
-  U32 const vlanId = this->vlanId();
-  HostResourcesSm* const sm = owner();
   Vek::Ptr<DynamicVlan const> const global = hostVlan();
-  Vek::Ptr<NetworkElement> const element = sm ? sm->networkElement() : nullptr;
   // Tests the element's entries, unlike the client's reactor: a repeat
   // finds them gone.
-  Vek::Ptr<DynamicVlan> const vlan = element ? element->vlan(vlanId) : nullptr;
+  Vek::Ptr<DynamicVlan> const vlan = elementVlan();
   if (!global || !vlan) return;
-  Vek::Name const hostname = sm->hostname();
+  Vek::Name const hostname = owner()->hostname();
   // Mapped VNIs first, domains second. Whether an entry goes is read on the
   // global VLAN's entry, deliberately: while clients still want it, the
   // element's entry stays without holders until its VLAN goes.

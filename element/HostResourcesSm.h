@@ -15,6 +15,7 @@
 // the element's machine calls doCleanup() before it deletes this one.
 #pragma once
 
+#include "client/HostVlanReactor.h"
 #include "reactive/Accessors.h"
 #include "reactive/StateMachine.h"
 #include "schema/Resources.h"
@@ -69,20 +70,20 @@ class HostResourcesSm::VekResourcesForHostname
 
 // One VLAN of the global entry: its domains and VNIs on the element's VLAN.
 class HostResourcesSm::VekHostVlan
-    : public Vek::Reactor<VekHostVlan, DynamicVlan const, HostResourcesSm> {
+    : public HostVlanReactor<VekHostVlan, DynamicVlan, HostResourcesSm> {
  public:
-  using Reactor::Reactor;
-  Vek::Ptr<DynamicVlan const> hostVlan() const { return notifier(); }
-  U32 vlanId() const { return fwkKey(); }
+  using HostVlanReactor::HostVlanReactor;
   void handleInitialized();
   void handleMappedVni(U32 vni);
   void handleVlanDomain(Client::ClientDomain const& domain);
   // Takes the hostname off the element VLAN's VNIs and domains; runs on
   // every retirement as well, and is safe to repeat.
   void doCleanup();
-  using vekReactions =
-      Vek::Reactions<Vek::OnKey<DynamicVlan::mappedVniId, &VekHostVlan::handleMappedVni>,
-                     Vek::OnKey<DynamicVlan::domainId, &VekHostVlan::handleVlanDomain>>;
+
+ private:
+  // The element's copy of this VLAN, or null: the element's end may have
+  // emptied its VLANs already.
+  Vek::Ptr<DynamicVlan> elementVlan() const;
 };
 
 inline auto HostResourcesSm::vekMembers() {

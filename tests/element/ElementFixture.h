@@ -21,7 +21,10 @@ class ElementFixture : public AgentFixture {
     expectNoneAlive<TopologySm, TopologySm::VekHostsByHostname, NetworkElementCollectionSm,
                     NetworkElementCollectionSm::VekNetworkElement, NetworkElementSm,
                     NetworkElementSm::VekTopologyHost, NetworkElementSm::VekPhysicalInterface,
-                    NetworkElementSm::VekPortGroup, PhysicalInterface, PortGroup,
+                    NetworkElementSm::VekPortGroup, HostResourcesSm,
+                    HostResourcesSm::VekResourcesForHostname, HostResourcesSm::VekHostVlan,
+                    TopologySm::VekDirectedEdge, TopologySm::VekTopologyEdge, PhysicalInterface,
+                    PortGroup,
                     NetworkTopologyAggregatorV3::PortGroup, NetworkTopologyAggregatorV3::Port>();
   }
 

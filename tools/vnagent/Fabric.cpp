@@ -165,6 +165,22 @@ Json elementModel(VirtualNetwork::NetworkElement const& element) {
   return record;
 }
 
+// A patch as JSON: mappings and lists as they are, scalars as their texts.
+Json treeOf(YAML::Node const& node) {
+  if (node.IsMap()) {
+    Json out = Json::object();
+    for (auto it = node.begin(); it != node.end(); ++it) out[it->first.Scalar()] = treeOf(it->second);
+    return out;
+  }
+  if (node.IsSequence()) {
+    Json out = Json::array();
+    for (auto it = node.begin(); it != node.end(); ++it) out.push_back(treeOf(*it));
+    return out;
+  }
+  if (node.IsScalar()) return node.Scalar();
+  return nullptr;
+}
+
 }  // namespace
 
 // --- Applying a patch -------------------------------------------------------
@@ -710,12 +726,18 @@ Fabric::~Fabric() {
 
 std::optional<Raised> Fabric::apply(YAML::Node const& patch) {
   Patch p(*this);
+  std::optional<Raised> raised;
   try {
     p.root(patch);
   } catch (std::exception const& e) {
-    return Raised{e.what(), p.mark()};
+    raised = Raised{e.what(), p.mark()};
+    inputsExact_ = false;
+  } catch (PatchFault const&) {
+    inputsExact_ = false;
+    throw;
   }
-  return std::nullopt;
+  inputs_.merge_patch(treeOf(patch));
+  return raised;
 }
 
 std::optional<Raised> Fabric::start(YAML::Mark const& mark) {

@@ -77,6 +77,14 @@ class Fabric {
   // in `why`.
   std::optional<Json> section(std::string const& name, std::string* why = nullptr) const;
 
+  // The input tree that the patches have built (RFC 7386 merges of each
+  // `set`, scalars kept as their texts, null as null): what a reference
+  // model reads. A patch that raised part-way is merged whole, though the
+  // records hold only the leaves before the raise; `inputsExact()` is false
+  // from then on.
+  Json const& inputs() const { return inputs_; }
+  bool inputsExact() const { return inputsExact_; }
+
  private:
   class Patch;
 
@@ -95,6 +103,8 @@ class Fabric {
   // Every topology host and switch directory key the patches named, in colon
   // form: the names a switch node can have (see library::switchNodes).
   std::set<std::string> switchNames_;
+  Json inputs_ = Json::object();
+  bool inputsExact_ = true;
 };
 
 }  // namespace vnagent

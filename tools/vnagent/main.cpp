@@ -224,56 +224,49 @@ int main(int argc, char** argv) {
   showCommand->add_flag("--json", json, "Print JSON instead of YAML");
   addTraceLevel(showCommand);
 
+  // A command over one scenario file; `withStep`: it may stop at step N.
   int step = 0;
-  auto addStep = [&step](CLI::App* command) {
-    command->add_option("--step", step, "As step N left the fabric (default: the last step)")
-        ->check(CLI::PositiveNumber);
+  std::string file;
+  auto addFileCommand = [&](char const* name, char const* description, bool withStep) {
+    CLI::App* command = app.add_subcommand(name, description);
+    command->add_option("FILE", file, "Scenario file (YAML)")->required();
+    if (withStep) {
+      command->add_option("--step", step, "As step N left the fabric (default: the last step)")
+          ->check(CLI::PositiveNumber);
+    }
+    addTraceLevel(command);
+    return command;
   };
 
-  std::string file;
-  CLI::App* tableCommand = app.add_subcommand(
+  CLI::App* tableCommand = addFileCommand(
       "table", "Run a scenario's steps and print each switch's outputs as a table: per port its "
-               "allowed VLANs, native VLAN and VNIs.");
-  tableCommand->add_option("FILE", file, "Scenario file (YAML)")->required();
-  addStep(tableCommand);
-  addTraceLevel(tableCommand);
+               "allowed VLANs, native VLAN and VNIs.", true);
 
-  CLI::App* planCommand = app.add_subcommand(
+  CLI::App* planCommand = addFileCommand(
       "plan", "For each step of a scenario, the switch outputs it writes (+), withdraws (-) and "
-              "replaces (~), per switch, and the conflicts it opens or heals.");
-  planCommand->add_option("FILE", file, "Scenario file (YAML)")->required();
+              "replaces (~), per switch, and the conflicts it opens or heals.", false);
   planCommand->add_flag("--json", json, "Print JSON instead of text");
-  addTraceLevel(planCommand);
 
   std::string switchId, port;
   std::optional<unsigned> vlan;
-  CLI::App* explainCommand = app.add_subcommand(
+  CLI::App* explainCommand = addFileCommand(
       "explain", "Why each VLAN (or one) is or is not on a switch port, and why its VNI is or "
-                 "is not mapped: the chain of holders back to the clients and static maps.");
-  explainCommand->add_option("FILE", file, "Scenario file (YAML)")->required();
+                 "is not mapped: the chain of holders back to the clients and static maps.", true);
   explainCommand->add_option("--switch", switchId, "The switch: colon or dash MAC, or hostname")
       ->required();
   explainCommand->add_option("--port", port, "The port or port group")->required();
   explainCommand->add_option("--vlan", vlan, "One VLAN only")->check(CLI::Range(1, 4094));
-  addStep(explainCommand);
-  addTraceLevel(explainCommand);
 
-  CLI::App* conflictsCommand = app.add_subcommand(
+  CLI::App* conflictsCommand = addFileCommand(
       "conflicts", "Every native VLAN and VNI conflict in force: switch, interface, VLAN, the "
-                   "candidates and who asks for each.");
-  conflictsCommand->add_option("FILE", file, "Scenario file (YAML)")->required();
+                   "candidates and who asks for each.", true);
   conflictsCommand->add_flag("--json", json, "Print JSON instead of text");
-  addStep(conflictsCommand);
-  addTraceLevel(conflictsCommand);
 
   std::string png;
-  CLI::App* dotCommand = app.add_subcommand(
+  CLI::App* dotCommand = addFileCommand(
       "dot", "The fabric as a Graphviz graph: switches, servers, links, the VLANs on each "
-             "switch port, conflicts in red.");
-  dotCommand->add_option("FILE", file, "Scenario file (YAML)")->required();
+             "switch port, conflicts in red.", true);
   dotCommand->add_option("--png", png, "Render to this PNG file with Graphviz's dot");
-  addStep(dotCommand);
-  addTraceLevel(dotCommand);
 
   try {
     app.parse(argc, argv);
