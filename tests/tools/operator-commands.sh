@@ -4,7 +4,7 @@
 #   operator-commands.sh <vnagent>
 set -euo pipefail
 vnagent="$1"
-example=examples/fabric.yaml
+example=tests/scenarios/small-fabric.yaml
 work="$(mktemp -d)"
 trap 'rm -rf "$work"' EXIT
 
