@@ -13,6 +13,7 @@
 
 #include "reactive/AllocTrack.h"
 #include "reactive/Entity.h"
+#include "reactive/TypeNode.h"
 
 namespace VirtualNetwork::Agent {
 
@@ -25,6 +26,7 @@ class RemoteMountsStatus : public Vek::Entity, public Vek::AllocTracked<RemoteMo
   static constexpr Vek::AttributeId dynVtepStatusId = 262;
   static constexpr Vek::AttributeId readyId = 263;
   using NotifieeConst = Vek::NotifieeConst;
+  static constexpr char const* vekKeyName = "switchId";
 
   explicit RemoteMountsStatus(Vek::String switchId) : Entity(Vek::Name(switchId)) {}
 
@@ -42,6 +44,12 @@ class RemoteMountsStatus : public Vek::Entity, public Vek::AllocTracked<RemoteMo
   void dynVtepConfigIs(bool value) { flagIs(dynVtepConfig_, value, dynVtepConfigId); }
   void dynVtepStatusIs(bool value) { flagIs(dynVtepStatus_, value, dynVtepStatusId); }
   void readyIs(bool value);
+
+  // The description: the entity's own entries, then switchId and the five
+  // flags; the door writes the four facts through their mutators and
+  // leaves `ready` to them.
+  static Vek::TypeNode const& _vekType();
+  Vek::TypeNode const* fwkType() const override { return &_vekType(); }
 
  private:
   void flagIs(bool& flag, bool value, Vek::AttributeId id);

@@ -1,5 +1,13 @@
 #include "agent/VirtualNetworkAgentSm.h"
 
+#include "client/ClientRequestedResourcesCollectionSm.h"
+#include "client/ClientResourcesForHostnameSm.h"
+#include "client/ClientResourcesForSwitchportSm.h"
+#include "element/HostResourcesSm.h"
+#include "element/NetworkElementCollectionSm.h"
+#include "element/NetworkElementSm.h"
+#include "element/PhysicalInterfaceSm.h"
+#include "element/PortGroupSm.h"
 #include "reactive/Assert.h"
 #include "reactive/MacString.h"
 #include "reactive/Trace.h"
@@ -8,6 +16,36 @@
 #include "schema/Vtep.h"
 
 namespace VirtualNetwork::Agent {
+
+namespace {
+
+// The agent's classes describe themselves to the framework when the library
+// is loaded. It lives beside the agent's factory, so that every program that
+// builds an agent links it.
+struct TypeRegistration {
+  TypeRegistration() {
+    // The registration's namespace prefix; no operation reads it.
+    static Vek::String const prefix("ns-");
+    for (Vek::TypeNode const* type : {
+             &ClientRequestedResourcesCollectionSm::_vekType(),
+             &ClientResourcesForHostnameSm::_vekType(),
+             &NetworkElementSm::_vekType(),
+             &TopologySm::_vekType(),
+             &ClientResourcesForSwitchportSm::_vekType(),
+             &PortGroupSm::_vekType(),
+             &RemoteMountsStatus::_vekType(),
+             &VirtualNetworkAgentSm::_vekType(),
+             &SwitchNodeSm::_vekType(),
+             &HostResourcesSm::_vekType(),
+             &PhysicalInterfaceSm::_vekType(),
+             &NetworkElementCollectionSm::_vekType(),
+         }) {
+      Vek::typeNodeIs(type);
+    }
+  }
+} const typeRegistration;
+
+}  // namespace
 
 VirtualNetworkAgentSm::VirtualNetworkAgentSm(Vek::Ptr<Config const> const& config,
                                              Vek::Ptr<Status> const& status,

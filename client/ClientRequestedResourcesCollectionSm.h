@@ -79,8 +79,10 @@ inline auto ClientRequestedResourcesCollectionSm::vekMembers() {
   return Vek::members(
       &C::client_, &C::requestedResourcesCollection_, &C::networkElementCollection_,
       &C::allResourcesCollection_, &C::resourcesForHostnameSm_, &C::resourcesForSwitchportSm_,
-      Vek::handler<"handleResourcesForHostname", &C::handleResourcesForHostname>(),
-      Vek::handler<"handleResourcesForSwitchport", &C::handleResourcesForSwitchport>(),
+      Vek::handler<"handleResourcesForHostname", &C::handleResourcesForHostname, "name">(),
+      Vek::idGap<1>(),
+      Vek::handler<"handleResourcesForSwitchport", &C::handleResourcesForSwitchport, "intf">(),
+      Vek::idGap<1>(),
       Vek::handler<"handleInitialized", &C::handleInitialized>(), &C::initialized_,
       Vek::handler<"doCleanup", &C::doCleanup>());
 }

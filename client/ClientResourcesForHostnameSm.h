@@ -99,8 +99,9 @@ inline auto ClientResourcesForHostnameSm::vekMembers() {
   using S = ClientResourcesForHostnameSm;
   return Vek::members(&S::name_, &S::client_, &S::resourcesForHostname_,
                       &S::allRequestedResourcesCollection_,
-                      Vek::handler<"handleVlan", &S::handleVlan>(),
+                      Vek::handler<"handleVlan", &S::handleVlan, "vlanId">(), Vek::idGap<1>(),
                       Vek::mirror(&S::hostVlan_, &S::resourcesForHostname, &ClientRequest::vlanCol),
+                      Vek::idGap<1>(),
                       Vek::handler<"handleInitialized", &S::handleInitialized>(), &S::initialized_,
                       Vek::handler<"doCleanup", &S::doCleanup>());
 }

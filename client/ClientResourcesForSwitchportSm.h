@@ -97,10 +97,11 @@ inline auto ClientResourcesForSwitchportSm::vekMembers() {
   using S = ClientResourcesForSwitchportSm;
   return Vek::members(
       &S::client_, &S::intf_, &S::resourcesForSwitchport_, &S::networkElementCollection_,
-      Vek::handler<"handleVlan", &S::handleVlan>(),
+      Vek::handler<"handleVlan", &S::handleVlan, "vlanId">(), Vek::idGap<1>(),
       Vek::handler<"handleNativeVlan", &S::handleNativeVlan>(),
-      Vek::handler<"handleRemoteHost", &S::handleRemoteHost>(),
+      Vek::handler<"handleRemoteHost", &S::handleRemoteHost, "host">(), Vek::idGap<1>(),
       Vek::mirror(&S::hostVlan_, &S::resourcesForSwitchport, &ClientRequest::vlanCol),
+      Vek::idGap<1>(),
       Vek::handler<"handleInitialized", &S::handleInitialized>(), &S::initialized_,
       Vek::handler<"doCleanup", &S::doCleanup>());
 }

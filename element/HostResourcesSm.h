@@ -90,8 +90,9 @@ inline auto HostResourcesSm::vekMembers() {
   using H = HostResourcesSm;
   return Vek::members(
       &H::hostname_, &H::resourcesForHostname_, &H::networkElement_,
-      Vek::handler<"handleVlan", &H::handleVlan>(),
+      Vek::handler<"handleVlan", &H::handleVlan, "vlanId">(), Vek::idGap<1>(),
       Vek::mirror(&H::hostVlan_, &H::resourcesForHostname, &ResourcesForHostname::vlanCol),
+      Vek::idGap<1>(),
       Vek::handler<"handleInitialized", &H::handleInitialized>(), &H::initialized_,
       Vek::handler<"doCleanup", &H::doCleanup>());
 }

@@ -92,10 +92,14 @@ inline auto NetworkElementCollectionSm::vekMembers() {
   using C = NetworkElementCollectionSm;
   return Vek::members(&C::networkElementCollection_, &C::requestedResourcesCollection_,
                       &C::topologyStatus_, &C::networkElementSm_,
-                      Vek::handler<"handleNetworkElement", &C::handleNetworkElement>(),
-                      Vek::handler<"handleResourcesForHostname", &C::handleResourcesForHostname>(),
+                      Vek::handler<"handleNetworkElement", &C::handleNetworkElement, "name">(),
+                      Vek::idGap<1>(),
+                      Vek::handler<"handleResourcesForHostname", &C::handleResourcesForHostname,
+                                   "hostname">(),
+                      Vek::idGap<1>(),
                       Vek::mirror(&C::networkElement_, &C::networkElementCollection,
                                   &NetworkElementCollection::networkElementCol),
+                      Vek::idGap<1>(),
                       Vek::handler<"handleInitialized", &C::handleInitialized>(), &C::initialized_);
 }
 

@@ -166,11 +166,13 @@ inline auto PhysicalInterfaceSm::vekMembers() {
   using P = PhysicalInterfaceSm;
   return Vek::members(
       &P::intfName_, &P::physicalInterface_,
-      Vek::mirror(&P::networkElement_, &P::physicalInterface, &PhysicalInterface::networkElementCol),
       Vek::handler<"handleIsSwitchInterface", &P::handleIsSwitchInterface>(),
-      Vek::handler<"handleNetworkElement", &P::handleNetworkElement>(),
-      Vek::handler<"handleConfiguredElement", &P::handleConfiguredElement>(),
-      Vek::handler<"handleDiscoveredElement", &P::handleDiscoveredElement>(),
+      Vek::mirror(&P::networkElement_, &P::physicalInterface, &PhysicalInterface::networkElementCol),
+      Vek::handler<"handleNetworkElement", &P::handleNetworkElement, "name">(), Vek::idGap<2>(),
+      Vek::handler<"handleConfiguredElement", &P::handleConfiguredElement, "name">(),
+      Vek::idGap<1>(),
+      Vek::handler<"handleDiscoveredElement", &P::handleDiscoveredElement, "name">(),
+      Vek::idGap<1>(),
       Vek::handler<"doCleanup", &P::doCleanup>());
 }
 

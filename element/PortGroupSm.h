@@ -138,8 +138,9 @@ inline auto PortGroupSm::vekMembers() {
   using P = PortGroupSm;
   return Vek::members(&P::intfName_, &P::portGroup_,
                       Vek::mirror(&P::memberInterface_, &P::portGroup, &PortGroup::memberInterfaceCol),
-                      &P::initialized_, Vek::handler<"handleInitialized", &P::handleInitialized>(),
-                      Vek::handler<"handleMemberInterface", &P::handleMemberInterface>(),
+                      Vek::handler<"handleMemberInterface", &P::handleMemberInterface, "name">(),
+                      Vek::idGap<2>(),
+                      Vek::handler<"handleInitialized", &P::handleInitialized>(), &P::initialized_,
                       Vek::handler<"doCleanup", &P::doCleanup>());
 }
 

@@ -140,17 +140,19 @@
                                                   \
  public:
 
-#define VEK_SM_REACTOR_GET(x, R, N)              \
- public:                                         \
-  ::Vek::Ptr<N> x() const { return x##_.get(); } \
-                                                 \
- private:                                        \
-  ::Vek::ReactorSlot<#x, R, N> x##_;             \
-                                                 \
+#define VEK_DETAIL_SM_REACTOR_SLOT(x, R, N, generated) \
+ public:                                                \
+  ::Vek::Ptr<N> x() const { return x##_.get(); }        \
+                                                        \
+ private:                                               \
+  ::Vek::ReactorSlot<#x, R, N, generated> x##_;         \
+                                                        \
  public:
 
+#define VEK_SM_REACTOR_GET(x, R, N) VEK_DETAIL_SM_REACTOR_SLOT(x, R, N, false)
+
 #define VEK_SM_REACTOR(x, R, N)              \
-  VEK_SM_REACTOR_GET(x, R, N)                \
+  VEK_DETAIL_SM_REACTOR_SLOT(x, R, N, true)  \
   template <class P = ::Vek::Ptr<N>>         \
   void x##Is(P const& notifier) {            \
     x##_.is(*this, ::Vek::Ptr<N>(notifier)); \
@@ -218,7 +220,7 @@
   }                                                                                               \
                                                                                                   \
  private:                                                                                         \
-  ::Vek::MachineMap<#x, K, M> x##_;                                                               \
+  ::Vek::MachineMap<#x, K, M, (0 __VA_OPT__(+__VA_ARGS__))> x##_;                                 \
                                                                                                   \
  public:
 

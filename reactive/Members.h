@@ -26,6 +26,7 @@
 //   MachineSlot  single state machine
 //   MachineMap   keyed state machines
 //   handler      a handler, listed for the type description only
+//   idGap        ids of the type description left without an entry
 #pragma once
 
 #include <string>
@@ -38,19 +39,9 @@
 #include "reactive/FixedString.h"
 #include "reactive/HashMap.h"
 #include "reactive/PtrInterface.h"
+#include "reactive/TypeNode.h"
 
 namespace Vek {
-
-enum class MemberKind {
-  constructorValue,
-  innerValue,
-  watchedEntity,
-  keyedReactors,
-  keyedMachines,
-  singleMachine,
-  keyedEntities,
-  handler,
-};
 
 // The text of a value in the messages of the generated members.
 template <class T>
@@ -104,6 +95,7 @@ class KeyedMembers {
   static constexpr MemberKind kind = Kind;
   static constexpr FixedString name = Name;
   using Key = K;
+  using Member = T;
   using Iterator = typename HashMap<K, T>::Iterator;
 
   T* find(K const& key) const { return map_[key]; }
@@ -163,12 +155,14 @@ class Attr {
 // A watched entity of type N with one reactor R. Built with the initial
 // notifier, the reactor is made when the owner is constructed (not in this
 // constructor: the owner is not complete yet). N is named here, and not
-// taken from R, so that R may be defined after its owner.
-template <FixedString Name, class R, class N>
+// taken from R, so that R may be defined after its owner. `Generated` is
+// false where the class writes the attribute's mutator itself.
+template <FixedString Name, class R, class N, bool Generated = true>
 class ReactorSlot {
  public:
   static constexpr MemberKind kind = MemberKind::watchedEntity;
   static constexpr FixedString name = Name;
+  static constexpr bool generatedMutator = Generated;
   using Reactor = R;
   using NotifierPtr = Ptr<N>;
   using ValueType = NotifierPtr;
@@ -356,13 +350,15 @@ class MachineSlot {
   Ptr<M> machine_;
 };
 
-// Keyed child machines.
-template <FixedString Name, class K, class M>
+// Keyed child machines; the key is the constructor parameter `KeyParam`
+// (from 0).
+template <FixedString Name, class K, class M, std::size_t KeyParam = 0>
 class MachineMap : public detail::KeyedMembers<Name, MemberKind::keyedMachines, K, M> {
   using detail::KeyedMembers<Name, MemberKind::keyedMachines, K, M>::map_;
 
  public:
   using Machine = M;
+  static constexpr std::size_t keyParam = KeyParam;
 
   // The machine of `key`, made and activated if absent. An existing one
   // with other constructor parameters raises the name-in-use error.
@@ -432,16 +428,33 @@ class ChildMap : public detail::KeyedMembers<Name, MemberKind::keyedEntities, K,
 
 // --- The declaration list -------------------------------------------------
 
-template <FixedString Name, auto Fn>
+template <FixedString Name, auto Fn, FixedString... ParamNames>
 struct Handler {
   static constexpr MemberKind kind = MemberKind::handler;
   static constexpr FixedString name = Name;
   static constexpr auto function = Fn;
+  // The name of parameter i, for the type description.
+  static std::string paramName(std::size_t i) {
+    std::string const names[] = {std::string(ParamNames.view())..., std::string()};
+    return i < sizeof...(ParamNames) ? names[i] : std::string();
+  }
 };
 
-// A handler, listed for the type description.
-template <FixedString Name, auto Fn>
-constexpr Handler<Name, Fn> handler() {
+// A handler, listed for the type description with its parameters' names.
+template <FixedString Name, auto Fn, FixedString... ParamNames>
+constexpr Handler<Name, Fn, ParamNames...> handler() {
+  return {};
+}
+
+// Numbers of the type description that stay without an entry: those a
+// keyed notification's handler holds behind it.
+template <unsigned N>
+struct IdGap {
+  static constexpr unsigned count = N;
+};
+
+template <unsigned N>
+constexpr IdGap<N> idGap() {
   return {};
 }
 
@@ -502,7 +515,7 @@ void visitMember(Owner& owner, D const& d, F& f) {
                        }) {
     f(memberOf(owner, d.member));
   }
-  // Handlers have no state.
+  // Handlers and id gaps have no state.
 }
 
 }  // namespace detail

@@ -14,6 +14,8 @@
 //   vekDoZombieReactors  single reactors, then the members of each keyed
 //                      reactor collection, then the machine itself; child
 //                      machines are not passed it;
+//   _vekType           the type description and its generic door
+//                      (Generic.h), also given by fwkType();
 //   teardown           when the last reference goes: zombie, clear the owner
 //                      pointers of all reactors, delete the child machines,
 //                      empty the collections.
@@ -33,6 +35,7 @@
 #include <utility>
 
 #include "reactive/AllocTrack.h"
+#include "reactive/Generic.h"
 #include "reactive/Members.h"
 #include "reactive/PtrInterface.h"
 #include "reactive/Reactor.h"
@@ -92,6 +95,14 @@ class StateMachine : public PtrInterface, public AllocTracked<Self> {
         },
         params...);
   }
+
+  // The class's description, built from its member lists on first use.
+  static TypeNode const& _vekType() {
+    static TypeNode type;
+    if (type.name.empty()) describeMachine<Self>(type);
+    return type;
+  }
+  TypeNode const* fwkType() const override { return &_vekType(); }
 
   void zeroReferencesIs(bool zero) override {
     if (!zero) return;

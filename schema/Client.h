@@ -62,6 +62,7 @@ class UntaggedVlan : public ReferredRecord<UntaggedVlan, U32> {
 // 258 is not used by this record.
 class DynamicVlan : public Vek::KeyedRecord<DynamicVlan, U32> {
  public:
+  static constexpr char const* vekKeyName = "vlanId";
   using KeyedRecord::KeyedRecord;
   U32 vlanId() const { return fwkKey(); }
 

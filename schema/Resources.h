@@ -38,6 +38,7 @@ namespace VirtualNetwork {
 class DynamicVlan : public Vek::KeyedRecord<DynamicVlan, U32>,
                     public Vek::Referrers<DynamicVlan, 261> {
  public:
+  static constexpr char const* vekKeyName = "vlanId";
   using KeyedRecord::KeyedRecord;
   U32 vlanId() const { return fwkKey(); }
 
@@ -61,6 +62,7 @@ class ResourcesForHostname : public Vek::Record<ResourcesForHostname>,
 // by this record.
 class VlanToVniMap : public Vek::KeyedRecord<VlanToVniMap, Client::ClientDomain> {
  public:
+  static constexpr char const* vekKeyName = "domain";
   using KeyedRecord::KeyedRecord;
   Client::ClientDomain const& clientDomain() const { return fwkKey(); }
 

@@ -101,6 +101,7 @@ class HostsByHostname : public Vek::Record<HostsByHostname> {
 // not used by this record.
 class DirectedEdge : public Vek::KeyedRecord<DirectedEdge, Vek::Ptr<PortBase const>> {
  public:
+  static constexpr char const* vekKeyName = "fromPort";
   using KeyedRecord::KeyedRecord;
   Vek::Ptr<PortBase const> const& fromPort() const { return fwkKey(); }
 

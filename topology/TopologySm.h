@@ -125,11 +125,13 @@ inline auto TopologySm::vekMembers() {
   using T = TopologySm;
   return Vek::members(
       &T::networkElementCollection_, &T::requestedResourcesCollection_, &T::topologyStatus_,
-      &T::networkElementCollectionSm_, Vek::handler<"handleHost", &T::handleHost>(),
-      Vek::handler<"handleHostsByHostname", &T::handleHostsByHostname>(),
+      &T::networkElementCollectionSm_, Vek::handler<"handleHost", &T::handleHost, "name">(),
+      Vek::idGap<1>(), Vek::handler<"handleHostsByHostname", &T::handleHostsByHostname, "hostname">(),
+      Vek::idGap<1>(),
       Vek::mirror(&T::hostsByHostname_, &T::topologyStatus, &TopologyStatus::hostsByHostnameCol),
       Vek::mirror(&T::directedEdge_, &T::topologyStatus, &TopologyStatus::edgeCol),
       Vek::mirror(&T::topologyEdge_, &T::topologyStatus, &TopologyStatus::edgeCol),
+      Vek::idGap<1>(),
       Vek::handler<"handleInitialized", &T::handleInitialized>(), &T::initialized_);
 }
 

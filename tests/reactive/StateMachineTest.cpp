@@ -267,22 +267,23 @@ namespace Example {
 namespace {
 
 TEST(TypeDescriptionTest, ListsMembersInDeclarationOrderWithKindsAndIds) {
-  Vek::TypeNode const type = Vek::describe<SwitchSm>("Example::SwitchSm");
+  Vek::TypeNode const& type = SwitchSm::_vekType();
   std::vector<std::string> names;
   for (auto const& a : type.attributes) names.push_back(a.name);
   EXPECT_EQ(names, (std::vector<std::string>{"name", "sw", "handleEnabled", "port", "leafSm",
                                              "onlySm", "handleInitialized", "initialized"}));
   EXPECT_EQ(type.attribute("name")->id, 130u);
   EXPECT_EQ(type.attribute("initialized")->id, 137u);
-  EXPECT_EQ(type.attribute("sw")->kind, Vek::MemberKind::watchedEntity);
-  EXPECT_EQ(type.attribute("port")->kind, Vek::MemberKind::keyedReactors);
-  EXPECT_EQ(type.attribute("leafSm")->kind, Vek::MemberKind::keyedMachines);
-  EXPECT_EQ(type.attribute("onlySm")->kind, Vek::MemberKind::singleMachine);
-  EXPECT_EQ(type.attribute("handleEnabled")->kind, Vek::MemberKind::handler);
-  EXPECT_EQ(type.attribute("initialized")->kind, Vek::MemberKind::innerValue);
+  EXPECT_EQ(type.attribute("sw")->flags, Vek::attrWatchedEntity | Vek::attrConstructorValue);
+  EXPECT_EQ(type.attribute("port")->flags, Vek::attrKeyedReactors | Vek::attrWritable);
+  EXPECT_EQ(type.attribute("leafSm")->flags, Vek::attrKeyedMachines);
+  EXPECT_EQ(type.attribute("onlySm")->flags, Vek::attrSingleMachine);
+  EXPECT_EQ(type.attribute("handleEnabled")->flags, Vek::attrHandler);
+  EXPECT_EQ(type.attribute("initialized")->flags, Vek::attrInnerValue | Vek::attrWritable);
   EXPECT_EQ(type.attribute("absent"), nullptr);
   Vek::typeNodeIs(&type);
   EXPECT_EQ(Vek::typeNode("Example::SwitchSm"), &type);
+  EXPECT_EQ(Vek::typeNodes().back(), &type);
   EXPECT_EQ(Vek::typeNode("Example::Nothing"), nullptr);
 }
 

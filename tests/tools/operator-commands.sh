@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # The operator commands from the command line, on the example fabric: exit
-# statuses, a rendered picture, and a bad switch named as such.
+# statuses, a rendered picture, a bad switch named as such, and the classes'
+# descriptions.
 #   operator-commands.sh <vnagent>
 set -euo pipefail
 vnagent="$1"
@@ -22,4 +23,15 @@ if "$vnagent" explain "$example" --switch leaf9 --port swp2 2>"$work/err"; then
   exit 1
 fi
 grep -q "no switch leaf9" "$work/err"
+
+# The classes as they describe themselves: the agent's twelve.
+# (dump(2): a class's own name is indented by four spaces.)
+"$vnagent" types --json >"$work/types.json"
+[[ "$(grep -c '^    "name": "VirtualNetwork::Agent::' "$work/types.json")" == 12 ]] ||
+  { echo "types --json does not list the twelve classes"; exit 1; }
+"$vnagent" types HostResourcesSm | grep -q "135  hostVlan\[vlanId U32\]"
+if "$vnagent" types NoSuchSm 2>/dev/null; then
+  echo "types accepted a class that does not exist"
+  exit 1
+fi
 echo "operator commands: ok"

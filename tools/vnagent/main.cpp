@@ -9,6 +9,7 @@
 //                                  why VLANs and VNIs are (or are not) on a port
 //   vnagent conflicts FILE [--json]  the conflicts in force
 //   vnagent dot FILE [--png OUT]   the fabric as a Graphviz picture
+//   vnagent types [NAME] [--json]  the agent's classes as they describe themselves
 //   --step N                       (table, explain, conflicts, dot) as step N left it
 //   --trace-level N                the agent's trace lines, as they happen
 //
@@ -34,6 +35,7 @@
 #include "tools/vnagent/Output.h"
 #include "tools/vnagent/Runner.h"
 #include "tools/vnagent/Scenario.h"
+#include "tools/vnagent/Types.h"
 
 namespace {
 
@@ -268,6 +270,13 @@ int main(int argc, char** argv) {
              "switch port, conflicts in red.", true);
   dotCommand->add_option("--png", png, "Render to this PNG file with Graphviz's dot");
 
+  std::string typeName;
+  CLI::App* typesCommand = app.add_subcommand(
+      "types", "The agent's classes as they describe themselves to the framework, in "
+               "registration order: attributes with their ids and kinds, constructor parameters.");
+  typesCommand->add_option("NAME", typeName, "One class, by full or short name");
+  typesCommand->add_flag("--json", json, "Print JSON instead of text");
+
   try {
     app.parse(argc, argv);
   } catch (CLI::Success const& e) {
@@ -280,6 +289,16 @@ int main(int argc, char** argv) {
   if (runCommand->parsed()) return run(files, traceLevel);
   if (showCommand->parsed()) return show(showFile, json, traceLevel);
   if (planCommand->parsed()) return plan(file, json, traceLevel);
+  if (typesCommand->parsed()) {
+    auto const types = vnagent::typesNamed(typeName);
+    if (types.empty()) {
+      std::cerr << "ERROR no class named " << typeName << "; 'vnagent types' lists them"
+                << std::endl;
+      return kUnreadable;
+    }
+    std::cout << (json ? vnagent::typesJson(types).dump(2) + "\n" : vnagent::typesText(types));
+    return 0;
+  }
 
   auto scenario = load(file);
   if (!scenario) return kUnreadable;
