@@ -72,16 +72,6 @@ bool genericTake(void const* argument, T& out) {
   }
 }
 
-template <class F>
-struct HandlerSignature;
-template <class R, class C, class... A>
-struct HandlerSignature<R (C::*)(A...)> {
-  using Result = R;
-  using Args = std::tuple<std::decay_t<A>...>;
-};
-template <class R, class C, class... A>
-struct HandlerSignature<R (C::*)(A...) const> : HandlerSignature<R (C::*)(A...)> {};
-
 template <class D>
 struct IsIdGap : std::false_type {};
 template <unsigned N>
@@ -183,7 +173,7 @@ VekAttr describeEntry(D const& d, AttributeId id, TypeNode const* owner) {
   a.owner = owner;
   a.id = id;
   if constexpr (requires { D::function; }) {
-    using S = HandlerSignature<std::remove_const_t<decltype(D::function)>>;
+    using S = MemberFunction<std::remove_const_t<decltype(D::function)>>;
     a.name = std::string(D::name.view());
     a.valueType = typeText<typename S::Result>();
     a.flags = attrHandler;
@@ -236,7 +226,7 @@ int memberOp(Owner& owner, D const& d, int op, void* result, void const* argumen
   using namespace GenericIf;
   if constexpr (requires { D::function; }) {
     if (op != call) return refused;
-    using S = HandlerSignature<std::remove_const_t<decltype(D::function)>>;
+    using S = MemberFunction<std::remove_const_t<decltype(D::function)>>;
     typename S::Args args;
     bool ok = true;
     void const* const given[] = {argument, second};

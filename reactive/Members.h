@@ -488,6 +488,18 @@ constexpr std::tuple<D...> members(D... d) {
 
 namespace detail {
 
+// The class, result and (decayed) parameters of a member function.
+template <class F>
+struct MemberFunction;
+template <class R, class C, class... A>
+struct MemberFunction<R (C::*)(A...)> {
+  using Class = C;
+  using Result = R;
+  using Args = std::tuple<std::decay_t<A>...>;
+};
+template <class R, class C, class... A>
+struct MemberFunction<R (C::*)(A...) const> : MemberFunction<R (C::*)(A...)> {};
+
 template <class M>
 struct MemberObjectType;
 template <class T, class C>

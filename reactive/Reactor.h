@@ -46,16 +46,6 @@ namespace Vek {
 
 namespace detail {
 
-template <class F>
-struct MemberFunction;
-template <class R, class C, class... A>
-struct MemberFunction<R (C::*)(A...)> {
-  using Class = C;
-  using Args = std::tuple<std::decay_t<A>...>;
-};
-template <class R, class C, class... A>
-struct MemberFunction<R (C::*)(A...) const> : MemberFunction<R (C::*)(A...)> {};
-
 // Calls `fn` on the reactor if it is one of the reactor's members, otherwise
 // on the reactor's owner, if it still has one.
 template <auto Fn, class R, class... A>
