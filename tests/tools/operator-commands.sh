@@ -34,4 +34,9 @@ if "$vnagent" types NoSuchSm 2>/dev/null; then
   echo "types accepted a class that does not exist"
   exit 1
 fi
+# Every command shows an example in its help.
+for command in run show table plan explain conflicts dot types; do
+  "$vnagent" "$command" --help | grep -q "^Example: vnagent $command " ||
+    { echo "vnagent $command --help shows no example"; exit 1; }
+done
 echo "operator commands: ok"

@@ -213,6 +213,7 @@ int main(int argc, char** argv) {
       "scenario, then 'N passed, N failed'. Exit status 0 if all passed, 1 if one failed, 2 if a "
       "file could not be read.");
   runCommand->add_option("FILE", files, "Scenario files (YAML)")->required();
+  runCommand->footer("Example: vnagent run examples/*.yaml");
   addTraceLevel(runCommand);
 
   std::string showFile;
@@ -224,6 +225,7 @@ int main(int argc, char** argv) {
       "step accepts.");
   showCommand->add_option("FILE", showFile, "Scenario file (YAML)")->required();
   showCommand->add_flag("--json", json, "Print JSON instead of YAML");
+  showCommand->footer("Example: vnagent show examples/leaf-pair.yaml --json");
   addTraceLevel(showCommand);
 
   // A command over one scenario file; `withStep`: it may stop at step N.
@@ -243,11 +245,13 @@ int main(int argc, char** argv) {
   CLI::App* tableCommand = addFileCommand(
       "table", "Run a scenario's steps and print each switch's outputs as a table: per port its "
                "allowed VLANs, native VLAN and VNIs.", true);
+  tableCommand->footer("Example: vnagent table examples/leaf-pair.yaml --step 3");
 
   CLI::App* planCommand = addFileCommand(
       "plan", "For each step of a scenario, the switch outputs it writes (+), withdraws (-) and "
               "replaces (~), per switch, and the conflicts it opens or heals.", false);
   planCommand->add_flag("--json", json, "Print JSON instead of text");
+  planCommand->footer("Example: vnagent plan tests/scenarios/small-fabric.yaml");
 
   std::string switchId, port;
   std::optional<unsigned> vlan;
@@ -258,17 +262,22 @@ int main(int argc, char** argv) {
       ->required();
   explainCommand->add_option("--port", port, "The port or port group")->required();
   explainCommand->add_option("--vlan", vlan, "One VLAN only")->check(CLI::Range(1, 4094));
+  explainCommand->footer(
+      "Example: vnagent explain examples/leaf-pair.yaml --switch leaf2 --port srv1 --vlan 100");
 
   CLI::App* conflictsCommand = addFileCommand(
       "conflicts", "Every native VLAN and VNI conflict in force: switch, interface, VLAN, the "
                    "candidates and who asks for each.", true);
   conflictsCommand->add_flag("--json", json, "Print JSON instead of text");
+  conflictsCommand->footer(
+      "Example: vnagent conflicts tests/scenarios/small-fabric.yaml --step 7");
 
   std::string png;
   CLI::App* dotCommand = addFileCommand(
       "dot", "The fabric as a Graphviz graph: switches, servers, links, the VLANs on each "
              "switch port, conflicts in red.", true);
   dotCommand->add_option("--png", png, "Render to this PNG file with Graphviz's dot");
+  dotCommand->footer("Example: vnagent dot examples/leaf-pair.yaml --png fabric.png");
 
   std::string typeName;
   CLI::App* typesCommand = app.add_subcommand(
@@ -276,6 +285,7 @@ int main(int argc, char** argv) {
                "registration order: attributes with their ids and kinds, constructor parameters.");
   typesCommand->add_option("NAME", typeName, "One class, by full or short name");
   typesCommand->add_flag("--json", json, "Print JSON instead of text");
+  typesCommand->footer("Example: vnagent types HostResourcesSm");
 
   try {
     app.parse(argc, argv);
