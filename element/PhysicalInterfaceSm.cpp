@@ -35,30 +35,27 @@ void PhysicalInterfaceSm::handleNetworkElement(Vek::Name name) {
 
 void PhysicalInterfaceSm::handleConfiguredElement(Vek::Name name) {
   VEK_ENTRY << name << " on " << intfName();
-  Vek::Ptr<PhysicalInterface> const port = physicalInterface();
-  if (!port) return;
-  keepUnion(vekTraceSite_, name, port->configuredElement(name),
-            port->discoveredElement(name) != nullptr);
+  keepUnion(vekTraceSite_, name, &PhysicalInterface::configuredElement,
+            &PhysicalInterface::discoveredElement);
 }
 
 void PhysicalInterfaceSm::handleDiscoveredElement(Vek::Name name) {
   VEK_ENTRY << name << " on " << intfName();
-  Vek::Ptr<PhysicalInterface> const port = physicalInterface();
-  if (!port) return;
-  keepUnion(vekTraceSite_, name, port->discoveredElement(name),
-            port->configuredElement(name) != nullptr);
+  keepUnion(vekTraceSite_, name, &PhysicalInterface::discoveredElement,
+            &PhysicalInterface::configuredElement);
 }
 
 void PhysicalInterfaceSm::keepUnion(Vek::TraceSite const& site, Vek::Name const& name,
-                                    Vek::Ptr<NetworkElement const> const& own, bool other) {
+                                    ElementSource own, ElementSource other) {
   VEK_TRACE_SITE_OF(site);
   Vek::Ptr<PhysicalInterface> const port = physicalInterface();
-  if (own) {
-    port->networkElementIs(own);
+  if (!port) return;
+  if (Vek::Ptr<NetworkElement const> const element = ((*port).*own)(name)) {
+    port->networkElementIs(element);
     return;
   }
   // Neither source is preferred: the element stays while either has it.
-  if (other) return;
+  if (((*port).*other)(name)) return;
   VEK_TRACE(2) << "Removing network elements " << name << " from " << intfName();
   port->networkElementDel(name);
 }

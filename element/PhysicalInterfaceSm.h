@@ -17,6 +17,7 @@
 
 #include <string>
 
+#include "client/HostVlanReactor.h"
 #include "reactive/Accessors.h"
 #include "reactive/StateMachine.h"
 #include "reactive/Trace.h"
@@ -54,10 +55,13 @@ class PhysicalInterfaceSm : public Vek::StateMachine<PhysicalInterfaceSm> {
   static auto vekMembers();
 
  private:
+  // One of the port's two element sources, configured or discovered.
+  using ElementSource =
+      Vek::Ptr<NetworkElement const> (PhysicalInterface::*)(Vek::Name const&) const;
   // The union's step for one source: `own` is the source whose entry
   // changed, `other` the one that may still keep the element.
-  void keepUnion(Vek::TraceSite const& site, Vek::Name const& name,
-                 Vek::Ptr<NetworkElement const> const& own, bool other);
+  void keepUnion(Vek::TraceSite const& site, Vek::Name const& name, ElementSource own,
+                 ElementSource other);
 };
 
 // Listed in the order of a replay: the flag, then the elements (the
@@ -120,10 +124,9 @@ class PhysicalInterfaceSm::VekNetworkElement
 
 // One VLAN of an element: its domains and VNIs onto the port's VLAN.
 class PhysicalInterfaceSm::VekNetworkElement::VekDynVlan
-    : public Vek::Reactor<VekDynVlan, DynamicVlan const, VekNetworkElement> {
+    : public HostVlanReactor<VekDynVlan, DynamicVlan, VekNetworkElement> {
  public:
-  using Reactor::Reactor;
-  U32 vlanId() const { return fwkKey(); }
+  using HostVlanReactor::HostVlanReactor;
 
   // Set once the VLAN has been evaluated on a switch interface; a mark
   // for whoever inspects the reactor, read by no handler.
@@ -139,10 +142,6 @@ class PhysicalInterfaceSm::VekNetworkElement::VekDynVlan
   void doCleanup();
 
   static auto vekMembers() { return Vek::members(&VekDynVlan::initialized_); }
-
-  using vekReactions = Vek::Reactions<
-      Vek::OnKey<DynamicVlan::mappedVniId, &VekDynVlan::handleDynamicVniMapping>,
-      Vek::OnKey<DynamicVlan::domainId, &VekDynVlan::handleVlanDomain>>;
 
  private:
   // The port's record of this VLAN, or null.

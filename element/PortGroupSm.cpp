@@ -137,7 +137,7 @@ void PortGroupSm::VekMemberInterface::VekDynVlan::handleInitialized() {
   VekMemberInterface* const member = owner();
   PortGroupSm* const sm = member ? member->owner() : nullptr;
   Vek::Ptr<PortGroup> const group = member ? member->group() : nullptr;
-  Vek::Ptr<DynamicVlan const> const own = dynVlan();
+  Vek::Ptr<DynamicVlan const> const own = hostVlan();
   if (!sm || !group || !own) return;
   VEK_TRACE(9) << sm->intfName() << " : " << member->intfName() << " : " << vlanId();
   Vek::hold(group->vlanRef(), vlanId(), member->intfName());
@@ -180,7 +180,7 @@ void PortGroupSm::VekMemberInterface::VekDynVlan::doCleanup() {
   VEK_ENTRY << "";
   VekMemberInterface* const member = owner();
   PortGroupSm* const sm = member ? member->owner() : nullptr;
-  Vek::Ptr<DynamicVlan const> const own = dynVlan();
+  Vek::Ptr<DynamicVlan const> const own = hostVlan();
   if (!sm || !own) return;
   Vek::Ptr<DynamicVlan> const vlan = groupVlan();
   if (!vlan) {

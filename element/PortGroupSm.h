@@ -17,6 +17,7 @@
 // this one.
 #pragma once
 
+#include "client/HostVlanReactor.h"
 #include "reactive/Accessors.h"
 #include "reactive/StateMachine.h"
 #include "schema/Resources.h"
@@ -95,11 +96,9 @@ class PortGroupSm::VekMemberInterface
 
 // One VLAN of a member: its domains and VNIs onto the group's VLAN.
 class PortGroupSm::VekMemberInterface::VekDynVlan
-    : public Vek::Reactor<VekDynVlan, DynamicVlan const, VekMemberInterface> {
+    : public HostVlanReactor<VekDynVlan, DynamicVlan, VekMemberInterface> {
  public:
-  using Reactor::Reactor;
-  U32 vlanId() const { return fwkKey(); }
-  Vek::Ptr<DynamicVlan const> dynVlan() const { return notifier(); }
+  using HostVlanReactor::HostVlanReactor;
 
   // Never set.
   VEK_SM_ATTR(initialized, bool)
@@ -113,10 +112,6 @@ class PortGroupSm::VekMemberInterface::VekDynVlan
   void doCleanup();
 
   static auto vekMembers() { return Vek::members(&VekDynVlan::initialized_); }
-
-  using vekReactions = Vek::Reactions<
-      Vek::OnKey<DynamicVlan::mappedVniId, &VekDynVlan::handleDynamicVniMapping>,
-      Vek::OnKey<DynamicVlan::domainId, &VekDynVlan::handleVlanDomain>>;
 
  private:
   // The group's record of this VLAN, or null.

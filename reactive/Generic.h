@@ -32,16 +32,11 @@ namespace Vek {
 
 namespace detail {
 
-template <class T>
-struct IsPtr : std::false_type {};
-template <class T>
-struct IsPtr<Ptr<T>> : std::true_type {};
-
 // Writes a value where `result` points; objects as Ptr<PtrInterface const>.
 template <class T>
 void genericPut(void* result, T const& value) {
   if (!result) return;
-  if constexpr (IsPtr<T>::value) {
+  if constexpr (isPtr<T>) {
     *static_cast<Ptr<PtrInterface const>*>(result) = Ptr<PtrInterface const>(value.ptr());
   } else if constexpr (std::is_pointer_v<T>) {
     *static_cast<Ptr<PtrInterface const>*>(result) = Ptr<PtrInterface const>(value);
@@ -55,7 +50,7 @@ void genericPut(void* result, T const& value) {
 template <class T>
 bool genericTake(void const* argument, T& out) {
   if (!argument) return false;
-  if constexpr (IsPtr<T>::value) {
+  if constexpr (isPtr<T>) {
     auto const& p = *static_cast<Ptr<PtrInterface const> const*>(argument);
     using E = typename T::element_type;
     if (!p) {

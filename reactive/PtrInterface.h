@@ -166,6 +166,12 @@ Ptr<T> ptrCast(Ptr<U> const& p) {
   return Ptr<T>(dynamic_cast<T*>(p.ptr()));
 }
 
+// True for a counted pointer, Ptr<T> or Ptr<T const>.
+template <class T>
+inline constexpr bool isPtr = false;
+template <class T>
+inline constexpr bool isPtr<Ptr<T>> = true;
+
 }  // namespace Vek
 
 template <class T>

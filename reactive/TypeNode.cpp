@@ -50,8 +50,11 @@ VekAttr const* TypeNode::attribute(AttributeId id) const {
 }
 
 TypeNode const& ptrInterfaceType() {
-  static TypeNode type;
-  type.name = "Vek::PtrInterface";
+  static TypeNode const type = [] {
+    TypeNode t;
+    t.name = "Vek::PtrInterface";
+    return t;
+  }();
   return type;
 }
 

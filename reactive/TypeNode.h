@@ -175,7 +175,7 @@ std::string typeText() {
     return "bool";
   } else if constexpr (std::is_same_v<U, U32>) {
     return "U32";
-  } else if constexpr (requires { typename U::element_type; }) {
+  } else if constexpr (isPtr<U>) {
     return typeText<typename U::element_type>();
   } else {
     return typeName(typeid(U));
