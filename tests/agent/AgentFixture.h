@@ -83,12 +83,6 @@ class AgentFixture : public ::testing::Test {
     return static_cast<int>(std::count_if(traces.begin(), traces.end(),
                                           [&](auto const& r) { return r.message == message; }));
   }
-  Vek::TraceRecord const* find(std::string const& message) const {
-    for (auto const& r : traces) {
-      if (r.message == message) return &r;
-    }
-    return nullptr;
-  }
 
   Vek::Ptr<Config> config;
   Vek::Ptr<Status> status;

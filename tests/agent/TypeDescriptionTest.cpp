@@ -1,6 +1,7 @@
 // The classes' descriptions and the generic door: the tables the agent
 // publishes, and the door's operations on one machine of each member kind.
 #include <map>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -19,83 +20,76 @@ Vek::PtrInterface const* object(Vek::Ptr<T> const& p) {
   return p.ptr();
 }
 
-// Every registered class with its attribute table, in registration order.
-std::vector<std::pair<std::string, Entries>> const kTables = {
-    {"ClientRequestedResourcesCollectionSm",
-     {{"client", 130}, {"requestedResourcesCollection", 131}, {"networkElementCollection", 132},
-      {"allResourcesCollection", 133}, {"resourcesForHostnameSm", 134},
-      {"resourcesForSwitchportSm", 135}, {"handleResourcesForHostname", 136},
-      {"handleResourcesForSwitchport", 138}, {"handleInitialized", 140}, {"initialized", 141},
-      {"doCleanup", 142}}},
-    {"ClientResourcesForHostnameSm",
-     {{"name", 130}, {"client", 131}, {"resourcesForHostname", 132},
-      {"allRequestedResourcesCollection", 133}, {"handleVlan", 134}, {"hostVlan", 136},
-      {"handleInitialized", 138}, {"initialized", 139}, {"doCleanup", 140}}},
-    {"NetworkElementSm",
-     {{"name", 130}, {"networkElement", 131}, {"topologyHost", 132}, {"physicalInterfaceSm", 133},
-      {"portGroupSm", 134}, {"hostResourcesSm", 135}, {"handleTopologyHost", 136},
-      {"handleIsSwitchElement", 137}, {"handleResourcesForHostname", 138},
-      {"physicalInterface", 139}, {"handleInterface", 140}, {"handlePhysicalInterface", 143},
-      {"handleNePortGroup", 145}, {"handleTopologyPortGroup", 147}, {"portGroup", 149},
-      {"handleInitialized", 150}, {"initialized", 151}, {"doCleanup", 152}}},
-    {"TopologySm",
-     {{"networkElementCollection", 130}, {"requestedResourcesCollection", 131},
-      {"topologyStatus", 132}, {"networkElementCollectionSm", 133}, {"handleHost", 134},
-      {"handleHostsByHostname", 136}, {"hostsByHostname", 138}, {"directedEdge", 139},
-      {"topologyEdge", 140}, {"handleInitialized", 142}, {"initialized", 143}}},
-    {"ClientResourcesForSwitchportSm",
-     {{"client", 130}, {"intf", 131}, {"resourcesForSwitchport", 132},
-      {"networkElementCollection", 133}, {"handleVlan", 134}, {"handleNativeVlan", 136},
-      {"handleRemoteHost", 137}, {"hostVlan", 139}, {"handleInitialized", 141},
-      {"initialized", 142}, {"doCleanup", 143}}},
-    {"PortGroupSm",
-     {{"intfName", 130}, {"portGroup", 131}, {"memberInterface", 132},
-      {"handleMemberInterface", 133}, {"handleInitialized", 136}, {"initialized", 137},
-      {"doCleanup", 138}}},
-    {"RemoteMountsStatus",
-     {{"name", 130}, {"fullName", 141}, {"parent", 138}, {"parentAttrName", 139}, {"entity", 143},
-      {"switchId", 258}, {"topology", 259}, {"portVlanConfig", 260}, {"dynVtepConfig", 261},
-      {"dynVtepStatus", 262}, {"ready", 263}}},
-    {"VirtualNetworkAgentSm",
-     {{"config", 130}, {"status", 131}, {"topologyStatus", 132}, {"portVlanConfigDir", 133},
-      {"dynVtepConfigDir", 134}, {"dynVtepStatusDir", 135}, {"requestedResourcesColDir", 136},
-      {"topologySm", 137}, {"switchNodeSm", 138}, {"rrcCombinerSm", 139},
-      {"handleTopologyStatus", 140}, {"handleRequestedResourcesColConfigDir", 142},
-      {"requestedResourcesColDirEntry", 144}, {"handlePortVlanConfigMount", 146},
-      {"portVlanConfigDirEntry", 148}, {"handleDynVtepConfigDirMount", 149},
-      {"dynVtepConfigDirEntry", 151}, {"handleDynVtepStatusDirMount", 152},
-      {"dynVtepStatusDirEntry", 154}, {"remoteMountsStatus", 155}, {"rms", 156},
-      {"handleEnabled", 157}, {"doCleanup", 158}, {"handleInitialized", 159},
-      {"initialized", 160}}},
-    {"SwitchNodeSm",
-     {{"switchId", 130}, {"portVlanConfig", 131}, {"vtepConfigDir", 132}, {"vtepStatusDir", 133},
-      {"networkElementCollection", 134}, {"config", 135}, {"handleSwitchElement", 136},
-      {"switchElement", 137}, {"isMemberInterface", 138}, {"interface", 139},
-      {"physicalInterface", 140}, {"handleInterface", 141}, {"handleVlan", 143},
-      {"handleNetworkElement", 145}, {"handleVtepConfig", 147}, {"vlanToVniMap", 149},
-      {"handleStaticVniMapForDomain", 150}, {"handleVniMapConflict", 152},
-      {"handleNativeVlanConflict", 153}, {"doCleanup", 154}, {"handleInitialized", 155},
-      {"initialized", 156}}},
-    {"HostResourcesSm",
-     {{"hostname", 130}, {"resourcesForHostname", 131}, {"networkElement", 132},
-      {"handleVlan", 133}, {"hostVlan", 135}, {"handleInitialized", 137}, {"initialized", 138},
-      {"doCleanup", 139}}},
-    {"PhysicalInterfaceSm",
-     {{"intfName", 130}, {"physicalInterface", 131}, {"handleIsSwitchInterface", 132},
-      {"networkElement", 133}, {"handleNetworkElement", 134}, {"handleConfiguredElement", 137},
-      {"handleDiscoveredElement", 139}, {"doCleanup", 141}}},
-    {"NetworkElementCollectionSm",
-     {{"networkElementCollection", 130}, {"requestedResourcesCollection", 131},
-      {"topologyStatus", 132}, {"networkElementSm", 133}, {"handleNetworkElement", 134},
-      {"handleResourcesForHostname", 136}, {"networkElement", 138}, {"handleInitialized", 140},
-      {"initialized", 141}}},
+// Every registered class with its attribute table, in registration order:
+// "<class>: <attribute> <id>, ...".
+std::vector<std::string> const kTables = {
+    "ClientRequestedResourcesCollectionSm: client 130, requestedResourcesCollection 131, "
+    "networkElementCollection 132, allResourcesCollection 133, resourcesForHostnameSm 134, "
+    "resourcesForSwitchportSm 135, handleResourcesForHostname 136, "
+    "handleResourcesForSwitchport 138, handleInitialized 140, initialized 141, doCleanup 142",
+    "ClientResourcesForHostnameSm: name 130, client 131, resourcesForHostname 132, "
+    "allRequestedResourcesCollection 133, handleVlan 134, hostVlan 136, handleInitialized 138, "
+    "initialized 139, doCleanup 140",
+    "NetworkElementSm: name 130, networkElement 131, topologyHost 132, physicalInterfaceSm 133, "
+    "portGroupSm 134, hostResourcesSm 135, handleTopologyHost 136, handleIsSwitchElement 137, "
+    "handleResourcesForHostname 138, physicalInterface 139, handleInterface 140, "
+    "handlePhysicalInterface 143, handleNePortGroup 145, handleTopologyPortGroup 147, "
+    "portGroup 149, handleInitialized 150, initialized 151, doCleanup 152",
+    "TopologySm: networkElementCollection 130, requestedResourcesCollection 131, "
+    "topologyStatus 132, networkElementCollectionSm 133, handleHost 134, "
+    "handleHostsByHostname 136, hostsByHostname 138, directedEdge 139, topologyEdge 140, "
+    "handleInitialized 142, initialized 143",
+    "ClientResourcesForSwitchportSm: client 130, intf 131, resourcesForSwitchport 132, "
+    "networkElementCollection 133, handleVlan 134, handleNativeVlan 136, handleRemoteHost 137, "
+    "hostVlan 139, handleInitialized 141, initialized 142, doCleanup 143",
+    "PortGroupSm: intfName 130, portGroup 131, memberInterface 132, handleMemberInterface 133, "
+    "handleInitialized 136, initialized 137, doCleanup 138",
+    "RemoteMountsStatus: name 130, fullName 141, parent 138, parentAttrName 139, entity 143, "
+    "switchId 258, topology 259, portVlanConfig 260, dynVtepConfig 261, dynVtepStatus 262, "
+    "ready 263",
+    "VirtualNetworkAgentSm: config 130, status 131, topologyStatus 132, portVlanConfigDir 133, "
+    "dynVtepConfigDir 134, dynVtepStatusDir 135, requestedResourcesColDir 136, topologySm 137, "
+    "switchNodeSm 138, rrcCombinerSm 139, handleTopologyStatus 140, "
+    "handleRequestedResourcesColConfigDir 142, requestedResourcesColDirEntry 144, "
+    "handlePortVlanConfigMount 146, portVlanConfigDirEntry 148, handleDynVtepConfigDirMount 149, "
+    "dynVtepConfigDirEntry 151, handleDynVtepStatusDirMount 152, dynVtepStatusDirEntry 154, "
+    "remoteMountsStatus 155, rms 156, handleEnabled 157, doCleanup 158, handleInitialized 159, "
+    "initialized 160",
+    "SwitchNodeSm: switchId 130, portVlanConfig 131, vtepConfigDir 132, vtepStatusDir 133, "
+    "networkElementCollection 134, config 135, handleSwitchElement 136, switchElement 137, "
+    "isMemberInterface 138, interface 139, physicalInterface 140, handleInterface 141, "
+    "handleVlan 143, handleNetworkElement 145, handleVtepConfig 147, vlanToVniMap 149, "
+    "handleStaticVniMapForDomain 150, handleVniMapConflict 152, handleNativeVlanConflict 153, "
+    "doCleanup 154, handleInitialized 155, initialized 156",
+    "HostResourcesSm: hostname 130, resourcesForHostname 131, networkElement 132, handleVlan 133, "
+    "hostVlan 135, handleInitialized 137, initialized 138, doCleanup 139",
+    "PhysicalInterfaceSm: intfName 130, physicalInterface 131, handleIsSwitchInterface 132, "
+    "networkElement 133, handleNetworkElement 134, handleConfiguredElement 137, "
+    "handleDiscoveredElement 139, doCleanup 141",
+    "NetworkElementCollectionSm: networkElementCollection 130, requestedResourcesCollection 131, "
+    "topologyStatus 132, networkElementSm 133, handleNetworkElement 134, "
+    "handleResourcesForHostname 136, networkElement 138, handleInitialized 140, initialized 141",
 };
+
+// One class's line of kTables as its name and its entries.
+std::pair<std::string, Entries> parsed(std::string const& line) {
+  std::istringstream in(line);
+  std::string name, attribute;
+  std::getline(in, name, ':');
+  Entries entries;
+  Vek::AttributeId id = 0;
+  while (in >> attribute >> id) {
+    entries.emplace_back(attribute, id);
+    in.ignore(1);  // the comma
+  }
+  return {name, entries};
+}
 
 TEST(TypeDescriptionTest, TheTwelveClassesRegisterTheirTablesInOrder) {
   std::vector<Vek::TypeNode const*> const types = Vek::typeNodes();
   ASSERT_GE(types.size(), kTables.size());
   for (std::size_t i = 0; i < kTables.size(); ++i) {
-    auto const& [name, expected] = kTables[i];
+    auto const [name, expected] = parsed(kTables[i]);
     Vek::TypeNode const* type = types[i];
     EXPECT_EQ(type->name, "VirtualNetwork::Agent::" + name);
     Entries actual;
@@ -123,6 +117,10 @@ TEST(TypeDescriptionTest, EntriesCarryTypesKeysParametersAndKinds) {
   EXPECT_EQ(h.attribute("hostname")->flags, Vek::attrConstructorValue);
   EXPECT_EQ(h.attribute("resourcesForHostname")->flags,
             Vek::attrConstructorValue | Vek::attrWatchedEntity);
+  EXPECT_EQ(hostVlan.flags, Vek::attrKeyedReactors | Vek::attrWritable);
+  EXPECT_EQ(h.attribute("handleVlan")->flags, Vek::attrHandler);
+  EXPECT_EQ(h.attribute("initialized")->flags, Vek::attrInnerValue | Vek::attrWritable);
+  EXPECT_EQ(h.attribute("absent"), nullptr);
 
   Vek::TypeNode const& s = SwitchNodeSm::_vekType();
   EXPECT_EQ(s.attribute("isMemberInterface")->valueType, "bool");
@@ -139,6 +137,8 @@ TEST(TypeDescriptionTest, EntriesCarryTypesKeysParametersAndKinds) {
   EXPECT_EQ(switches.params, SwitchNodeSm::_vekType().constructorParameters);
   EXPECT_EQ(a.attribute("remoteMountsStatus")->keyName, "switchId");
   EXPECT_EQ(TopologySm::_vekType().attribute("directedEdge")->keyName, "fromPort");
+  EXPECT_EQ(TopologySm::_vekType().attribute("networkElementCollectionSm")->flags,
+            Vek::attrSingleMachine);
 }
 
 // The door over HostResourcesSm built by the door itself: single values,

@@ -1,8 +1,9 @@
 // The readiness of a switch in every order of its four facts, and what the
-// records and trace sites of the root pin down. The rest of the root's
-// behaviour is in the agent-*.yaml, switch-mounts.yaml and
+// record of its facts notifies. The rest of the root's behaviour, its trace
+// lines included, is in the agent-*.yaml, switch-mounts.yaml and
 // client-directory.yaml scenarios.
 #include "tests/agent/AgentFixture.h"
+#include "tests/reactive/Recorder.h"
 
 namespace VirtualNetwork::Agent::Testing {
 namespace {
@@ -51,42 +52,18 @@ TEST_F(AgentTest, SwitchBecomesReadyOnTheLastOfFourFactsInEveryOrder) {
   EXPECT_EQ(orders, 24);
 }
 
-
-TEST_F(AgentTest, MountHandlersTraceTheirEntryAsTheyAlwaysHave) {
-  start();
-  mountPortVlanConfig(kDash);
-  mountDynVtepConfig(kDash);
-  EXPECT_GE(count("switchId 00-11-22-33-44-55"), 1);    // no colon here
-  EXPECT_GE(count("switchId : 00-11-22-33-44-55"), 1);  // a colon here
-  Vek::TraceRecord const* added = find("switch added");
-  ASSERT_NE(added, nullptr);
-  EXPECT_EQ(
-      added->signature,
-      "void VirtualNetwork::Agent::VirtualNetworkAgentSm::handlePortVlanConfigMount(Vek::String)");
-  EXPECT_STREQ(added->function, "handlePortVlanConfigMount");
-}
-
-
 TEST_F(AgentTest, RecordFlagsNotifyReadyFirstAndNothingWhenUnchanged) {
   Vek::Ptr<RemoteMountsStatus> record = new RemoteMountsStatus("aa-bb");
-  struct Recorder : Vek::NotifieeConst {
-    std::vector<Vek::AttributeId> ids;
-    void onAttribute(Vek::AttributeId id, void const*) override { ids.push_back(id); }
-  };
-  Vek::Ptr<Recorder> recorder = new Recorder;
-  record->notifieeList()->add(recorder.ptr());
-  recorder->hasNotificationActiveIs(true);
+  auto const recorder = Vek::Testing::Recorder::on(record);
   record->topologyIs(true);
   record->portVlanConfigIs(true);
   record->dynVtepConfigIs(true);
   record->dynVtepStatusIs(true);
   record->dynVtepStatusIs(true);
   record->topologyIs(false);
-  EXPECT_EQ(recorder->ids, (std::vector<Vek::AttributeId>{259, 260, 261, 263, 262, 263, 259}));
-  EXPECT_EQ(record->name(), Vek::Name("aa-bb"));
-  record->notifieeList()->remove(recorder.ptr());
+  EXPECT_EQ(recorder->take(),
+            (Vek::Testing::Events{"259", "260", "261", "263", "262", "263", "259"}));
 }
-
 
 }  // namespace
 }  // namespace VirtualNetwork::Agent::Testing

@@ -28,9 +28,6 @@ class ClientFixture : public AgentFixture {
   static Client::SwitchInterface intf(std::string const& port) {
     return Client::SwitchInterface(Vek::String(kSwitch), Vek::String(port));
   }
-  static Client::ClientDomain domain() {
-    return Client::ClientDomain(Vek::String("tenant"), Vek::String("net"));
-  }
 
   // The client's collection, mounted in the directory (entry first, as the
   // client service writes it) when it is new.

@@ -1,10 +1,12 @@
 #include <gmock/gmock.h>
 
+#include "tests/Raised.h"
 #include "tests/client/ClientFixture.h"
 
 namespace VirtualNetwork::Agent::Testing {
 namespace {
 
+using TestSupport::raised;
 using ClientRequestedResourcesCollectionSmTest = ClientFixture;
 
 // The rest of this machine's behaviour is in tests/scenarios/client-leaves.yaml.
@@ -15,15 +17,10 @@ TEST_F(ClientRequestedResourcesCollectionSmTest,
   old->resourcesForSwitchportIs(intf("eth1"))->vlanIs(10);
   auto const fresh = Client::RequestedResourcesCollectionIs(Vek::Name("c1"));
   fresh->resourcesForSwitchportIs(intf("eth1"))->vlanIs(99);
-  try {
-    clientDir->entityPtrIs(Vek::Name("c1"), fresh);
-    ADD_FAILURE() << "a second collection for c1 was accepted";
-  } catch (Vek::NameInUseException const& e) {
-    EXPECT_THAT(e.what(),
-                ::testing::HasSubstr("Reinstantiating the pointer interface where constructor "
-                                     "parameter attribute _requestedResourcesCollection has a "
-                                     "different value of "));
-  }
+  EXPECT_THAT(
+      raised<Vek::NameInUseException>([&] { clientDir->entityPtrIs(Vek::Name("c1"), fresh); }),
+      ::testing::HasSubstr("Reinstantiating the pointer interface where constructor parameter "
+                           "attribute _requestedResourcesCollection has a different value of "));
   ASSERT_NE(combiner("c1"), nullptr);
   EXPECT_EQ(combiner("c1")->requestedResourcesCollection(), old);
   EXPECT_NE(portVlan("eth1", 10), nullptr);

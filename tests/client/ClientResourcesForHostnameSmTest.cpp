@@ -1,8 +1,10 @@
+#include "tests/Raised.h"
 #include "tests/client/ClientFixture.h"
 
 namespace VirtualNetwork::Agent::Testing {
 namespace {
 
+using TestSupport::raised;
 using ClientResourcesForHostnameSmTest = ClientFixture;
 
 TEST_F(ClientResourcesForHostnameSmTest, NullHostVlanIsRefusedWithTheStrayQuote) {
@@ -10,14 +12,10 @@ TEST_F(ClientResourcesForHostnameSmTest, NullHostVlanIsRefusedWithTheStrayQuote)
   clientCollection("c1")->resourcesForHostnameIs(Vek::Name("web"));
   ClientResourcesForHostnameSm* const sm = combiner("c1")->resourcesForHostnameSm(Vek::Name("web"));
   ASSERT_NE(sm, nullptr);
-  try {
-    sm->hostVlanIs(Vek::Ptr<Client::DynamicVlan const>());
-    FAIL() << "no exception";
-  } catch (Vek::RangeException const& e) {
-    EXPECT_STREQ(e.what(),
-                 "null _hostVlan parameter to mutator for "
-                 "VirtualNetwork::Agent::ClientResourcesForHostnameSm::hostVlan not allowed\"");
-  }
+  EXPECT_EQ(
+      raised<Vek::RangeException>([&] { sm->hostVlanIs(Vek::Ptr<Client::DynamicVlan const>()); }),
+      "null _hostVlan parameter to mutator for "
+      "VirtualNetwork::Agent::ClientResourcesForHostnameSm::hostVlan not allowed\"");
 }
 
 // The end of a machine walks a shared VLAN twice: once in its own cleanup

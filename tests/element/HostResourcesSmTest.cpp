@@ -1,8 +1,10 @@
+#include "tests/Raised.h"
 #include "tests/element/ElementFixture.h"
 
 namespace VirtualNetwork::Agent::Testing {
 namespace {
 
+using TestSupport::raised;
 constexpr char kWeb[] = "00:00:00:00:00:11";
 
 class HostResourcesSmTest : public ElementFixture {
@@ -26,14 +28,9 @@ TEST_F(HostResourcesSmTest, NullHostVlanIsRefusedWithTheStrayQuote) {
   webWanted();
   HostResourcesSm* const sm = elementSm(kWeb)->hostResourcesSm();
   ASSERT_NE(sm, nullptr);
-  try {
-    sm->hostVlanIs(Vek::Ptr<DynamicVlan const>());
-    FAIL() << "no exception";
-  } catch (Vek::RangeException const& e) {
-    EXPECT_STREQ(e.what(),
-                 "null _hostVlan parameter to mutator for "
-                 "VirtualNetwork::Agent::HostResourcesSm::hostVlan not allowed\"");
-  }
+  EXPECT_EQ(raised<Vek::RangeException>([&] { sm->hostVlanIs(Vek::Ptr<DynamicVlan const>()); }),
+            "null _hostVlan parameter to mutator for "
+            "VirtualNetwork::Agent::HostResourcesSm::hostVlan not allowed\"");
 }
 
 // Unlike every other removal, the reactor's cleanup asks the global entry

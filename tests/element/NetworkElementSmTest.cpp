@@ -1,8 +1,10 @@
 // Elements and their machines: what keeps an element, an interface that
-// rejoins its group, and the VLANs of a switch element, written here as the
-// links of a port and the switch's node would write them. The topology's
-// port groups and the agent's stop are in
-// tests/scenarios/element-port-groups.yaml.
+// rejoins its group, and a switch element that stops being one, written
+// here as the links of a port and the switch's node would write them. The
+// topology's port groups and the agent's stop are in
+// tests/scenarios/element-port-groups.yaml, the VLANs of a switch element
+// in element-switch-vlans.yaml, an element that a client holds after its
+// host left in client-switch-port.yaml.
 #include "tests/element/ElementFixture.h"
 
 namespace VirtualNetwork::Agent::Testing {
@@ -40,17 +42,6 @@ TEST_F(ElementCollectionTest, HostLeavingKeepsElementWhileItHasInterfaces) {
   EXPECT_EQ(messages(2).back(), std::string("Deleting ") + kHost);
 }
 
-TEST_F(ElementCollectionTest, SecondReferrerKeepsTheElementAfterItsHostLeaves) {
-  start();
-  hostIs(kHost);
-  element(kHost)->referrerIs(Vek::String("client"), true);
-  topology->hostDel(Vek::Name(kHost));
-  ASSERT_NE(element(kHost), nullptr);
-  element(kHost)->referrerDel(Vek::String("client"));
-  EXPECT_EQ(element(kHost), nullptr);
-  EXPECT_EQ(Vek::liveObjects<NetworkElementSm>(), 0u);
-}
-
 TEST_F(ElementCollectionTest, ElementNeverHeldStaysUntilItsFirstChange) {
   start();
   auto e = elements()->networkElementIs(Vek::Name(kHost));
@@ -79,45 +70,6 @@ TEST_F(ElementTest, InterfaceMadeAgainAfterItsGroupWasSeenRejoinsIt) {
   auto eth0 = e->physicalInterfaceIs(Vek::String("eth0"));
   EXPECT_EQ(vn->memberInterface(Vek::String("eth0")), eth0);
   EXPECT_EQ(eth0->portGroup(), vn);
-}
-
-TEST_F(ElementTest, SwitchElementHoldsTheUnionOfItsInterfacesVlans) {
-  start();
-  auto h = hostIs(kSwitch);
-  auto e = element(kSwitch);
-  auto swp1 = e->physicalInterfaceIs(Vek::String("swp1"));
-  auto swp2 = e->physicalInterfaceIs(Vek::String("swp2"));
-  bond(h, "po1", {"swp1"});
-  swp1->vlanIs(10);
-  swp1->vlanIs(20);
-  swp2->vlanIs(10);
-  EXPECT_EQ(count("Ignoring 10 on non-switch element"), 2);
-  EXPECT_TRUE(e->vlanCol().empty());
-  e->isSwitchElementIs(true);  // as the switch's own machine does
-  EXPECT_EQ(count("NE Physical Interfaces: 2"), 1);
-  EXPECT_EQ(count("NE Port Groups: 1"), 1);
-  EXPECT_EQ(count("NE Interfaces: 3"), 1);
-  EXPECT_EQ(e->vlanCol().size(), 2u);
-  ASSERT_NE(e->vlan(10), nullptr);
-  EXPECT_EQ(e->vlan(10)->referrerCol().size(), 2u);
-  EXPECT_TRUE(e->vlan(10)->referrer(Vek::String("swp2")));
-  EXPECT_TRUE(swp2->isSwitchInterface());
-  EXPECT_TRUE(e->portGroup(Vek::String("po1"))->isSwitchInterface());
-  // One holder going keeps the entry; the other going with its interface
-  // ends it.
-  swp1->vlanDel(10);
-  ASSERT_NE(e->vlan(10), nullptr);
-  EXPECT_FALSE(e->vlan(10)->referrer(Vek::String("swp1")));
-  e->physicalInterfaceDel(Vek::String("swp2"));
-  EXPECT_EQ(e->vlan(10), nullptr);
-  EXPECT_EQ(count(std::string("Deleting 10 from ") + kSwitch), 1);
-  EXPECT_NE(e->vlan(20), nullptr);
-  // An interface and a VLAN that come later join at once.
-  auto swp3 = e->physicalInterfaceIs(Vek::String("swp3"));
-  EXPECT_TRUE(swp3->isSwitchInterface());
-  swp3->vlanIs(20);
-  EXPECT_EQ(count(std::string("Adding VLAN 20 to ") + kSwitch), 2);
-  EXPECT_EQ(e->vlan(20)->referrerCol().size(), 2u);
 }
 
 TEST_F(ElementTest, ElementThatStopsBeingASwitchLosesVlansButKeepsInterfaces) {

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "VirtualNetworkAgent.h"
+#include "tests/Raised.h"
 
 namespace VirtualNetwork::Agent {
 namespace {
@@ -79,23 +80,16 @@ TEST_F(PortGroupSmTest, LeavingMemberWithHeldVniLeavesTheEntryUnheld) {
 }
 
 TEST_F(PortGroupSmTest, NullMembersRaiseTheirOwnTexts) {
-  try {
-    sm->memberInterfaceIs(Vek::Ptr<Interface const>());
-    ADD_FAILURE() << "no exception";
-  } catch (Vek::RangeException const& e) {
-    EXPECT_STREQ(e.what(),
-                 "null _memberInterface parameter to mutator for "
-                 "VirtualNetwork::Agent::PortGroupSm::memberInterface not allowed");
-  }
+  using TestSupport::raised;
+  EXPECT_EQ(
+      raised<Vek::RangeException>([&] { sm->memberInterfaceIs(Vek::Ptr<Interface const>()); }),
+      "null _memberInterface parameter to mutator for "
+      "VirtualNetwork::Agent::PortGroupSm::memberInterface not allowed");
   group->memberInterfaceIs(swp3);
-  try {
-    sm->memberInterface(Vek::String("swp3"))->dynVlanIs(Vek::Ptr<DynamicVlan const>());
-    ADD_FAILURE() << "no exception";
-  } catch (Vek::RangeException const& e) {
-    EXPECT_STREQ(e.what(),
-                 "null _dynVlan parameter to mutator for "
-                 "VirtualNetwork::Agent::PortGroupSm::VekMemberInterface::dynVlan not allowed");
-  }
+  auto const member = sm->memberInterface(Vek::String("swp3"));
+  EXPECT_EQ(raised<Vek::RangeException>([&] { member->dynVlanIs(Vek::Ptr<DynamicVlan const>()); }),
+            "null _dynVlan parameter to mutator for "
+            "VirtualNetwork::Agent::PortGroupSm::VekMemberInterface::dynVlan not allowed");
 }
 
 // The owner's cleanup empties the group; the machine's end then leaves no

@@ -53,13 +53,6 @@ class WalkTest : public ::testing::Test {
 using Families = ::testing::Types<ValueFamily, MemberFamily>;
 TYPED_TEST_SUITE(WalkTest, Families);
 
-TYPED_TEST(WalkTest, WalkGoesInInsertionOrder) {
-  for (U32 k : {42u, 7u, 1000u, 3u, 99u}) this->f.add(k);
-  std::vector<U32> seen;
-  for (auto it = this->f.iterator(); it; ++it) seen.push_back(it.key());
-  EXPECT_EQ(seen, (std::vector<U32>{42, 7, 1000, 3, 99}));
-}
-
 TYPED_TEST(WalkTest, RemoveCurrentDuringWalk) {
   this->fill(100);
   std::vector<U32> seen;
@@ -134,7 +127,8 @@ TYPED_TEST(WalkTest, NestedWalksSeeEachOthersRemovals) {
 
 TYPED_TEST(WalkTest, RandomChangesAgreeWithAReferenceMap) {
   // Heavy churn with walks in between: lookups, sizes and walk order must
-  // match an insertion-ordered reference at every step.
+  // match an insertion-ordered reference at every step (random keys, so
+  // insertion order is not key order).
   std::mt19937 rng(12345);
   std::map<U32, U64> reference;  // key -> insertion stamp
   U64 stamp = 0;
@@ -158,20 +152,6 @@ TYPED_TEST(WalkTest, RandomChangesAgreeWithAReferenceMap) {
   }
   EXPECT_EQ(this->f.size(), reference.size());
   for (U32 k = 0; k < 300; ++k) EXPECT_EQ(this->f.has(k), reference.count(k) == 1) << k;
-}
-
-TEST(HashMap2018Test, SetReportsWhatChanged) {
-  Vek::HashMap2018<Vek::String, bool> m;
-  using C = Vek::HashMap2018<Vek::String, bool>::Change;
-  EXPECT_EQ(m.set("a", true), C::added);
-  EXPECT_EQ(m.set("a", true), C::none);
-  EXPECT_EQ(m.set("a", false), C::changed);
-  EXPECT_EQ(m.get("a"), false);
-  EXPECT_EQ(m.get("absent"), false);
-  EXPECT_EQ(m.find("absent"), nullptr);
-  EXPECT_FALSE(m.erase("absent"));
-  EXPECT_EQ(m.take("a"), false);
-  EXPECT_TRUE(m.empty());
 }
 
 TEST(HashMap2018Test, NameAndStringKeysFindEachOther) {

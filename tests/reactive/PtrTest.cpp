@@ -74,12 +74,4 @@ TEST(PtrTest, ThreadSafeSwitchKeepsTheSameBehaviour) {
   EXPECT_EQ(deaths, 1);
 }
 
-TEST(PtrTest, CastGivesNullForTheWrongType) {
-  struct Other : PtrInterface {};
-  int deaths = 0;
-  Ptr<PtrInterface> any = new Node(&deaths);
-  EXPECT_NE(Vek::ptrCast<Node>(any), nullptr);
-  EXPECT_EQ(Vek::ptrCast<Other>(any), nullptr);
-}
-
 }  // namespace

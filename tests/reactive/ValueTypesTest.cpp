@@ -2,13 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <iterator>
-#include <map>
 #include <sstream>
 #include <string>
 #include <typeinfo>
 
-#include "reactive/MacString.h"
+#include "tests/Raised.h"
 
 namespace {
 
@@ -19,15 +17,10 @@ std::string printed(T const& value) {
   return os.str();
 }
 
-// Runs `make` and returns the text of the RangeException it raises.
+// The text of the RangeException that `make` raises.
 template <class F>
 std::string rangeError(F make) {
-  try {
-    make();
-  } catch (Vek::RangeException const& e) {
-    return e.what();
-  }
-  return "no exception";
+  return TestSupport::raised<Vek::RangeException>(make);
 }
 
 TEST(VlanIdOrNone, AcceptsUpTo4094AndRefusesAboveAfterCuttingTo16Bits) {
@@ -41,34 +34,6 @@ TEST(VlanIdOrNone, AcceptsUpTo4094AndRefusesAboveAfterCuttingTo16Bits) {
   EXPECT_EQ(Bridging::VlanIdOrNone(65541), Bridging::VlanIdOrNone(5));
   EXPECT_EQ(printed(Bridging::VlanIdOrNone(65541)), "5");
   EXPECT_LT(Bridging::VlanIdOrNone(9), Bridging::VlanIdOrNone(10));
-}
-
-TEST(Vni, AcceptsZeroToTwentyFourBitsAndRefusesAbove) {
-  EXPECT_EQ(Vxlan::Vni(0).value(), 0u);
-  EXPECT_EQ(Vxlan::Vni(16777215).value(), 16777215u);
-  EXPECT_EQ(printed(Vxlan::Vni(16777215)), "16777215");
-  EXPECT_EQ(rangeError([] { (void)Vxlan::Vni(16777216); }),
-            "Vni::value < Vni::min or > Vni::max not allowed");
-  EXPECT_LT(Vxlan::Vni(7), Vxlan::Vni(300));
-}
-
-TEST(Range, ContainsBothBoundsPrintsAsMinDashMaxAndKeysByBoth) {
-  VirtualNetwork::Range const a(10, 20), b(10, 21);
-  EXPECT_FALSE(a.contains(9) || a.contains(21));
-  EXPECT_TRUE(a.contains(10) && a.contains(20));
-  EXPECT_TRUE(VirtualNetwork::Range().isZero());
-  EXPECT_FALSE(VirtualNetwork::Range(0, 1).isZero());
-  EXPECT_EQ(printed(a), "10-20");
-  EXPECT_EQ(a.name(), Vek::String("10-20"));
-  // Ranges differing only in max are distinct keys.
-  EXPECT_NE(a, b);
-  EXPECT_NE(a.hash(0), b.hash(0));
-  EXPECT_EQ(a.hash(0), VirtualNetwork::Range(10, 20).hash(0));
-  EXPECT_NE(a.hash(0), a.hash(1));  // the seed counts
-  std::map<VirtualNetwork::Range, int> keys{{b, 2}, {a, 1}, {VirtualNetwork::Range(9, 30), 0}};
-  ASSERT_EQ(keys.size(), 3u);
-  EXPECT_EQ(keys.begin()->first, VirtualNetwork::Range(9, 30));  // by min first
-  EXPECT_EQ(std::next(keys.begin())->second, 1);                 // then by max
 }
 
 // The three keys of two parts: named "<first>|<second>", ordered by the
@@ -133,20 +98,6 @@ TEST(VlanListV1, MembersAndTextAreTwoFormsOfOneList) {
   // Copies share the list and its reading.
   VlanListV1 copy = fromText;
   EXPECT_EQ(&copy.members(), &fromText.members());
-}
-
-TEST(MacString, SwapsEverySeparatorAndNothingElse) {
-  using VirtualNetwork::Agent::getColonMacString;
-  using VirtualNetwork::Agent::getDashMacString;
-  Vek::String const colon("00:1C:73:aa:bb:cc"), dash("00-1C-73-aa-bb-cc");
-  EXPECT_EQ(getDashMacString(colon), dash);
-  EXPECT_EQ(getColonMacString(dash), colon);
-  EXPECT_EQ(getDashMacString(Vek::String("a:b-c:")), Vek::String("a-b-c-"));
-  EXPECT_EQ(getColonMacString(Vek::String("-a:b-c")), Vek::String(":a:b:c"));
-  EXPECT_EQ(getDashMacString(dash), dash);
-  EXPECT_EQ(getColonMacString(colon), colon);
-  EXPECT_TRUE(getDashMacString(Vek::String()).empty());
-  EXPECT_TRUE(getColonMacString(Vek::String()).empty());
 }
 
 }  // namespace

@@ -9,51 +9,9 @@
 #include <vector>
 
 #include "tests/agent/AgentFixture.h"
+#include "tests/reactive/Recorder.h"
 
 namespace VirtualNetwork::Agent::Testing {
-
-// Writes down every change of a port VLAN record as it happens:
-// "vlanList <text>", "allowed <port> <text>" or "native <port> <vlan>",
-// with "-" for an entry that went.
-class PortRecordLog : public Vek::NotifieeConst {
- public:
-  using Record = ControllerProxyAgent::PortVlanConfigV1;
-
-  static Vek::Ptr<PortRecordLog> on(Vek::Ptr<Record> const& record) {
-    Vek::Ptr<PortRecordLog> log(new PortRecordLog(record));
-    log->baseNotifierIs(record);
-    log->isRegisteredNotifieeIs(true);
-    log->hasNotificationActiveIs(true);
-    return log;
-  }
-
-  void onAttribute(Vek::AttributeId id, void const* key) override {
-    if (id == Record::vlanListId) {
-      events.push_back("vlanList " + record_->vlanList().value().stdString());
-      return;
-    }
-    Vek::String const port = Vek::notifiedKey<Vek::String>(key);
-    std::string line;
-    if (id == Record::portAllowedVlanListId) {
-      line = "allowed " + port.stdString() + " ";
-      line += record_->portAllowedVlanListCol().contains(port)
-                  ? record_->portAllowedVlanList(port).value().stdString()
-                  : "-";
-    } else {
-      line = "native " + port.stdString() + " ";
-      line += record_->portNativeVlanCol().contains(port)
-                  ? std::to_string(record_->portNativeVlan(port).value())
-                  : "-";
-    }
-    events.push_back(line);
-  }
-
-  std::vector<std::string> events;
-
- private:
-  explicit PortRecordLog(Vek::Ptr<Record> const& record) : record_(record.ptr()) {}
-  Record const* record_;
-};
 
 class SwitchFixture : public AgentFixture {
  public:
@@ -95,13 +53,8 @@ class SwitchFixture : public AgentFixture {
     startWithHost();
     mountRecords();
   }
-  // The VTEP status goes and comes back: the switch loses its node and gets
-  // a new one, which finds the records as the last life left them.
+  // The VTEP status goes: the switch loses its node.
   void disconnect() { dynVtepStatusDir->entityPtrDel(Vek::Name(kDash)); }
-  void reconnect() {
-    dynVtepStatusDir->entityPtrIs(Vek::Name(kDash),
-                                  VxlanController::VtepStatusDirV2Is(Vek::Name(kDash)));
-  }
 
   SwitchNodeSm* node() const { return agent ? agent->switchNodeSm(Vek::Name(kMac)) : nullptr; }
   Vek::Ptr<NetworkElement> element() const {
@@ -134,18 +87,10 @@ class SwitchFixture : public AgentFixture {
     }
     return out;
   }
-  // The level 2 lines of the switch-wide list: one per write of vlanList.
-  std::vector<std::string> vlanListWrites() const {
-    std::vector<std::string> out;
-    for (auto const& m : messages(2)) {
-      if (m.find(" vlan set ") != std::string::npos) out.push_back(m);
-    }
-    return out;
-  }
 
   Vek::Ptr<ControllerProxyAgent::PortVlanConfigV1> ports;
   Vek::Ptr<VxlanController::VtepConfigDirV2> vteps;
-  Vek::Ptr<PortRecordLog> log;
+  Vek::Ptr<Vek::Testing::Recorder> log;
 };
 
 }  // namespace VirtualNetwork::Agent::Testing

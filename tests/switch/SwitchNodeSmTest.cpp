@@ -50,21 +50,30 @@ TEST_F(SwitchTest, StaleRecordsAreSweptBeforeAnyPortIsProvisioned) {
   ports->portAllowedVlanListIs("eth1", Vek::String("7,10"));
   startWithHost();
   port("eth1")->vlanIs(10);
-  log = PortRecordLog::on(ports);
+  // Each write of the record, with the number of port entries it then holds.
+  log = Vek::Testing::Recorder::on(ports);
+  log->keyedAll<Vek::String>().probing([&] {
+    return std::to_string(ports->portAllowedVlanListCol().size() +
+                          ports->portNativeVlanCol().size());
+  });
   mountRecords();
   // Marking the element has already written the switch-wide list; the
   // first port writes are the sweep, every one a deletion.
   Strings portEvents;
-  for (auto const& e : log->events) {
-    if (!e.starts_with("vlanList")) portEvents.push_back(e);
+  for (auto const& e : log->take()) {
+    if (!e.starts_with(std::to_string(ControllerProxyAgent::PortVlanConfigV1::vlanListId) + " ")) {
+      portEvents.push_back(e);
+    }
   }
   ASSERT_EQ(portEvents.size(), 2u * kStale + 1);
   for (int i = 0; i < 2 * kStale; ++i) {
-    EXPECT_TRUE(portEvents[i].starts_with("allowed swp") || portEvents[i].starts_with("native swp"))
-        << portEvents[i];
-    EXPECT_TRUE(portEvents[i].ends_with(" -")) << portEvents[i];
+    EXPECT_NE(portEvents[i].find(" swp"), std::string::npos) << portEvents[i];
+    EXPECT_TRUE(portEvents[i].ends_with(" | " + std::to_string(2 * kStale - i))) << portEvents[i];
   }
-  EXPECT_EQ(portEvents.back(), "allowed eth1 10");
+  EXPECT_EQ(portEvents.back(),
+            std::to_string(ControllerProxyAgent::PortVlanConfigV1::portAllowedVlanListId) +
+                " eth1 | 1");
+  EXPECT_EQ(allowed("eth1"), "10");
 }
 
 TEST_F(SwitchTest, JoiningAPortGroupCleansThePortAndLeavingReprovisionsIt) {

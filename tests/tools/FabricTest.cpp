@@ -2,50 +2,30 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <string>
 #include <vector>
+
+#include "tests/reactive/Recorder.h"
 
 namespace vnagent {
 namespace {
 
 namespace Topo = NetworkTopologyAggregatorV3;
 
-// Hears every notification of one record and notes "<id>" with whatever
-// `probe` says about the state at that moment.
-class Listener : public Vek::NotifieeConst {
- public:
-  Listener(Vek::Ptr<Vek::PtrInterface const> const& notifier, std::vector<std::string>* log,
-           std::function<std::string()> probe = nullptr)
-      : log_(log), probe_(std::move(probe)) {
-    baseNotifierIs(notifier);
-    isRegisteredNotifieeIs(true);
-    hasNotificationActiveIs(true);
-  }
-  void onAttribute(Vek::AttributeId id, void const*) override {
-    log_->push_back(std::to_string(id) + (probe_ ? " " + probe_() : std::string()));
-  }
-
- private:
-  std::vector<std::string>* log_;
-  std::function<std::string()> probe_;
-};
+using Vek::Testing::Events;
+using Vek::Testing::Recorder;
 
 class FabricTest : public ::testing::Test {
  protected:
   std::optional<Raised> apply(std::string const& yaml) { return fabric.apply(YAML::Load(yaml)); }
-  Vek::Ptr<Listener> listen(Vek::Ptr<Vek::PtrInterface const> const& notifier,
-                            std::function<std::string()> probe = nullptr) {
-    return new Listener(notifier, &log, std::move(probe));
-  }
 
   Fabric fabric;
-  std::vector<std::string> log;
 };
 
 TEST_F(FabricTest, NewHostIsAddedFilledWithOneNotification) {
   Topo::Status const& topology = *fabric.topology();
-  auto l = listen(fabric.topology(), [&] {
+  auto const l = Recorder::on(fabric.topology());
+  l->keyedAll<Vek::Name>().probing([&] {
     auto host = topology.host("aa:01");
     return host
                ? host->hostname().stdString() + " ports " + std::to_string(host->portCol().size()) +
@@ -55,7 +35,7 @@ TEST_F(FabricTest, NewHostIsAddedFilledWithOneNotification) {
   EXPECT_FALSE(
       apply("topology: {host: {'aa:01': {hostname: h1, port: {eth1: {portGroup: bond0}}, "
             "portGroup: {bond0: {memberPort: {eth1: true, eth2: true}}}}}}"));
-  EXPECT_EQ(log, (std::vector<std::string>{"258 h1 ports 2 groups 1"}));
+  EXPECT_EQ(l->take(), Events{"258 aa:01 | h1 ports 2 groups 1"});
   auto host = topology.host("aa:01");
   auto group = host->portGroup("bond0");
   EXPECT_EQ(host->port("eth1")->portGroup(), group);
@@ -66,23 +46,25 @@ TEST_F(FabricTest, NewHostIsAddedFilledWithOneNotification) {
 TEST_F(FabricTest, ExistingRecordIsWrittenInPlaceLeafByLeaf) {
   ASSERT_FALSE(apply("topology: {host: {'aa:01': {hostname: h1}}}"));
   auto host = fabric.topology()->host("aa:01");
-  auto onTopology = listen(fabric.topology());
-  auto onHost = listen(host);
+  auto const onTopology = Recorder::on(fabric.topology());
+  auto const onHost = Recorder::on(host);
+  onHost->keyedAll<Vek::Name>();
   ASSERT_FALSE(apply("topology: {host: {'aa:01': {port: {eth1: {}}, hostname: h2}}}"));
-  EXPECT_EQ(log, (std::vector<std::string>{"259", "258"})) << "port first, then hostname";
+  EXPECT_EQ(onHost->take(), (Events{"259 eth1", "258"})) << "port first, then hostname";
+  EXPECT_TRUE(onTopology->take().empty());
   EXPECT_EQ(host->hostname().stdString(), "h2");
-  log.clear();
   // The same value again is still written; the record decides not to notify.
   ASSERT_FALSE(apply("topology: {host: {'aa:01': {hostname: h2}}}"));
-  EXPECT_TRUE(log.empty());
+  EXPECT_TRUE(onHost->take().empty());
 }
 
 TEST_F(FabricTest, NullRemovesARecordWithOneRemovalAndLeavesItWhole) {
   ASSERT_FALSE(apply("topology: {host: {'aa:01': {port: {eth1: {}, eth2: {}}}}}"));
   Vek::Ptr<Topo::Host> const held = fabric.topology()->host("aa:01");
-  auto l = listen(fabric.topology());
+  auto const l = Recorder::on(fabric.topology());
+  l->keyedAll<Vek::Name>();
   ASSERT_FALSE(apply("topology: {host: {'aa:01': null}}"));
-  EXPECT_EQ(log, (std::vector<std::string>{"258"}));
+  EXPECT_EQ(l->take(), Events{"258 aa:01"});
   EXPECT_FALSE(fabric.topology()->host("aa:01"));
   EXPECT_EQ(held->portCol().size(), 2u);
 }
@@ -93,12 +75,13 @@ TEST_F(FabricTest, EdgeIsAddedBeforeItsRemotePorts) {
   Topo::Status const& topology = *fabric.topology();
   Vek::Ptr<Topo::PortBase const> const from = topology.host("aa:01")->port("eth1");
   Vek::Ptr<Topo::PortBase const> const to = topology.host("bb:02")->port("swp1");
-  auto l = listen(fabric.topology(), [&] {
+  auto const l = Recorder::on(fabric.topology());
+  l->keyed<Vek::Ptr<Topo::PortBase const>>(259).probing([&] {
     auto edge = topology.edge(from);
     return edge ? "toPorts " + std::to_string(edge->toPortCol().size()) : std::string("no edge");
   });
   ASSERT_FALSE(apply("topology: {edge: {'aa:01|eth1': {toPort: {'bb:02|swp1': true}}}}"));
-  EXPECT_EQ(log, (std::vector<std::string>{"259 toPorts 0"}));
+  EXPECT_EQ(l->take(), Events{"259 eth1 | toPorts 0"});
   EXPECT_TRUE(topology.edge(from)->toPort(to));
 
   // An edge can be removed by name after its port has left the host.
@@ -108,7 +91,7 @@ TEST_F(FabricTest, EdgeIsAddedBeforeItsRemotePorts) {
   EXPECT_FALSE(topology.edge(from)->toPortCol().contains(to));
   ASSERT_FALSE(apply("topology: {edge: {'aa:01|eth1': null}}"));
   EXPECT_FALSE(topology.edge(from));
-  EXPECT_EQ(log, (std::vector<std::string>{"259 toPorts 0", "259 no edge"}));
+  EXPECT_EQ(l->take(), Events{"259 eth1 | no edge"});
 }
 
 TEST_F(FabricTest, PortsThatDoNotExistAreFaultsOfTheFile) {
@@ -129,12 +112,14 @@ TEST_F(FabricTest, PortsThatDoNotExistAreFaultsOfTheFile) {
 
 TEST_F(FabricTest, DirectoryChildIsWrittenInTheOrderGiven) {
   Vek::Dir const& dir = *fabric.clientDir();
-  auto l = listen(fabric.clientDir());
+  auto const l = Recorder::on(fabric.clientDir());
+  l->keyedAll<Vek::Name>();
+  Events const entityThenEntry = {std::to_string(Vek::Dir::entityPtrId) + " c1",
+                                  std::to_string(Vek::Dir::entryStateId) + " c1"};
   ASSERT_FALSE(
       apply("clients: {c1: {entity: {resourcesForHostname: {h1: {vlan: {100: {}}}}}, "
             "entry: 1}}"));
-  EXPECT_EQ(log, (std::vector<std::string>{std::to_string(Vek::Dir::entityPtrId),
-                                           std::to_string(Vek::Dir::entryStateId)}));
+  EXPECT_EQ(l->take(), entityThenEntry);
   auto rrc =
       Vek::ptrCast<VirtualNetwork::Client::RequestedResourcesCollection>(dir.entityPtr("c1"));
   ASSERT_TRUE(rrc);
@@ -142,16 +127,14 @@ TEST_F(FabricTest, DirectoryChildIsWrittenInTheOrderGiven) {
   EXPECT_EQ(dir.entryState("c1")->status(), 1u);
 
   // On an existing entry, `entry` changes its status: one notification of the entry.
-  log.clear();
-  auto onEntry = listen(dir.entryState("c1"));
+  auto const onEntry = Recorder::on(dir.entryState("c1"));
   ASSERT_FALSE(apply("clients: {c1: {entry: 2}}"));
-  EXPECT_EQ(log, (std::vector<std::string>{std::to_string(Vek::Dir::Entry::statusId)}));
+  EXPECT_EQ(onEntry->take(), Events{std::to_string(Vek::Dir::Entry::statusId)});
+  EXPECT_TRUE(l->take().empty());
 
   // `null` on the child removes the entity, then the entry.
-  log.clear();
   ASSERT_FALSE(apply("clients: {c1: null}"));
-  EXPECT_EQ(log, (std::vector<std::string>{std::to_string(Vek::Dir::entityPtrId),
-                                           std::to_string(Vek::Dir::entryStateId)}));
+  EXPECT_EQ(l->take(), entityThenEntry);
   EXPECT_FALSE(dir.entityPtr("c1"));
   EXPECT_FALSE(dir.entryState("c1"));
 }

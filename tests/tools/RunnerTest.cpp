@@ -12,7 +12,7 @@ namespace {
 
 // A switch's port VLAN configuration left by an earlier life: the checks
 // below compare against it without needing any machine of the agent.
-constexpr char kLeftover[] =
+std::string const kLeftover =
     "steps:\n"
     "  - set:\n"
     "      dirs:\n"
@@ -25,25 +25,14 @@ constexpr char kRefused[] =
 
 Outcome run(std::string const& text) { return runScenario(parseScenario(text, "s.yaml"), {}); }
 
-TEST(RunnerChecks, AWrongExpectationPointsAtTheDifference) {
-  Outcome const o = run(std::string(kLeftover) +
-                        "  - expect:\n"
-                        "      portVlanConfig:\n"
-                        "        aa-01: {vlanList: '5', portNativeVlan: {eth1: 6}}\n");
-  EXPECT_FALSE(o.passed);
-  EXPECT_EQ(o.message,
-            "s.yaml:8:55: step 2 expect: portVlanConfig: aa-01/portNativeVlan/eth1: expected 6, "
-            "found 5");
-}
-
 TEST(RunnerChecks, SectionsAreCheckedInTheOrderWritten) {
   Outcome const o =
-      run(std::string(kLeftover) + "  - expect: {requests: {h: {}}, portVlanConfig: {}}\n");
+      run(kLeftover + "  - expect: {requests: {h: {}}, portVlanConfig: {}}\n");
   EXPECT_EQ(o.message, "s.yaml:6:25: step 2 expect: requests: h: expected {}, found (absent)");
 }
 
 TEST(RunnerErrors, ARaisedErrorMustBeNamedByTheNextCheck) {
-  std::string const base = std::string(kLeftover) + kRefused;
+  std::string const base = kLeftover + kRefused;
   Outcome o = run(base + "  - expect: {error: 'VlanIdOrNone::value > 4094 not allowed'}\n");
   EXPECT_TRUE(o.passed) << o.message;
 
@@ -65,7 +54,7 @@ TEST(RunnerErrors, ARaisedErrorMustBeNamedByTheNextCheck) {
             "s.yaml:7:21: step 3 expect: error: expected 'VLAN too high', found "
             "'VlanIdOrNone::value > 4094 not allowed' (raised by step 2 at s.yaml:6:75)");
 
-  o = run(std::string(kLeftover) + "  - expect: {error: 'VLAN too high'}\n");
+  o = run(kLeftover + "  - expect: {error: 'VLAN too high'}\n");
   EXPECT_EQ(o.message,
             "s.yaml:6:21: step 2 expect: error: expected 'VLAN too high', found no error");
 }
@@ -100,7 +89,7 @@ TEST(RunnerChecks, TracesAreThoseSinceThePreviousCheck) {
 
 TEST(RunnerShow, ShowsEverySectionAndNotesWhatRaised) {
   Shown const shown = showScenario(
-      parseScenario(std::string(kLeftover) + kRefused + "  - expect: {portVlanConfig: {}}\n",
+      parseScenario(kLeftover + kRefused + "  - expect: {portVlanConfig: {}}\n",
                     "s.yaml"),
       {});
   EXPECT_EQ(shown.model["portVlanConfig"].dump(),
@@ -118,7 +107,7 @@ TEST(RunnerProgress, EveryStepIsAnnouncedBeforeItRuns) {
   RunOptions options;
   options.onStep = [&seen](int n) { seen.push_back(n); };
   runScenario(
-      parseScenario(std::string(kLeftover) + "  - start: agent\n  - stop: agent\n", "s.yaml"),
+      parseScenario(kLeftover + "  - start: agent\n  - stop: agent\n", "s.yaml"),
       options);
   EXPECT_EQ(seen, (std::vector<int>{1, 2, 3}));
 }
@@ -133,13 +122,6 @@ constexpr char kAbortScenario[] =
 constexpr char kAssertionText[] =
     "some trace\nagent/X.cpp:321: void f(): Assertion `portVlanConfig' failed.\n";
 
-TEST(IsolationVerdict, FindsTheAssertionExpression) {
-  EXPECT_EQ(assertionExpression(kAssertionText), std::optional<std::string>("portVlanConfig"));
-  EXPECT_EQ(assertionExpression("Assertion `a' failed.\nAssertion `b' failed.\n"),
-            std::optional<std::string>("b"));
-  EXPECT_EQ(assertionExpression("Segmentation fault"), std::nullopt);
-}
-
 TEST(IsolationVerdict, OnlyTheExpectedAssertionAfterTheStepBeforeTheCheckPasses) {
   Scenario const s = parseScenario(kAbortScenario, "s.yaml");
   EXPECT_TRUE(judgeSignal(s, 2, SIGABRT, kAssertionText).passed);
@@ -149,6 +131,9 @@ TEST(IsolationVerdict, OnlyTheExpectedAssertionAfterTheStepBeforeTheCheckPasses)
   EXPECT_EQ(judgeSignal(s, 1, SIGABRT, kAssertionText).message,
             "s.yaml:2:5: step 1 start: the process ended by an assertion: agent/X.cpp:321: void "
             "f(): Assertion `portVlanConfig' failed.");
+  // The last assertion of the output is the one that ended the process.
+  EXPECT_EQ(assertionExpression("Assertion `a' failed.\nAssertion `b' failed.\n"),
+            std::optional<std::string>("b"));
   EXPECT_EQ(judgeSignal(s, 2, SIGSEGV, "")
                 .message.rfind("s.yaml:3:5: step 2 set: the process ended by signal 11 (", 0),
             0u);
