@@ -16,6 +16,9 @@ packages=(
   clang-format
   graphviz
   ccache
+  clang
+  libclang-rt-dev
+  gcovr
 )
 
 missing=()
