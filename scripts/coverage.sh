@@ -1,19 +1,17 @@
 #!/usr/bin/env bash
-# Prints the library's line and branch coverage from a build configured with
-# -DVNAGENT_COVERAGE=ON whose tests have run (scripts/test.sh does both for
-# build-asan/), with the lines never run, file by file.
+# Prints the library's line and branch coverage from build-asan/ (clang,
+# configured with -DVNAGENT_COVERAGE=ON) after its tests have run: per file,
+# the lines never run ("Missing"), then the totals. Fails under 90% of lines.
 #
-#   bash scripts/coverage.sh [BUILD_DIR]
+#   bash scripts/coverage.sh
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 root="$(pwd)"
-build="${1:-$root/build-asan}"
-library='(reactive|schema|agent|client|topology|element|switch)/'
+build="$root/build-asan"
+library="$root/(reactive|schema|agent|client|topology|element|switch)/"
+gcovr=(gcovr --root "$root" --object-directory "$build" --filter "$library"
+       --gcov-executable "llvm-cov gcov")
 
-# Lines: the table lists, per file, the lines never run ("Missing").
-gcovr --root "$root" --object-directory "$build" --filter "$root/$library" \
-  --txt - --print-summary --fail-under-line 90
-echo
-gcovr --root "$root" --object-directory "$build" --filter "$root/$library" \
-  --branches --txt - | tail -n 3
+"${gcovr[@]}" --txt - --print-summary --fail-under-line 90
+"${gcovr[@]}" --branches --txt - | tail -n 2

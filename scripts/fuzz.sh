@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
-# Builds the libFuzzer targets with clang (ASan + UBSan) in build-fuzz/ and
-# runs each for SECONDS (default 60), one after the other.
+# Builds the libFuzzer targets (clang, ASan + UBSan, in build-asan/) and runs
+# each for SECONDS (default 60), one after the other.
 #
 #   bash scripts/fuzz.sh                      # every target, 60 s each
 #   bash scripts/fuzz.sh 14400 EventStreamFuzz  # one target for four hours
 #
 # Seeds: fuzz/corpus/<target>/ and, for the scenario reader, every scenario
-# file of the repo. What a run learns goes to build-fuzz/corpus/<target>/
-# (kept between runs); a crashing input to build-fuzz/findings/.
+# file of the repo. What a run learns goes to build-asan/corpus/<target>/
+# (kept between runs); a crashing input to build-asan/findings/.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -21,9 +21,8 @@ fi
 
 bash "$root/scripts/setup.sh"
 
-build="$root/build-fuzz"
-cmake -S "$root" -B "$build" -DCMAKE_CXX_COMPILER=clang++ -DVNAGENT_FUZZ=ON \
-  -DVNAGENT_SANITIZE=ON -DVNAGENT_BENCH=OFF >/dev/null
+build="$root/build-asan"
+bash "$root/scripts/configure-asan.sh"
 cmake --build "$build" -j2 --target "${targets[@]}"
 
 mkdir -p "$build/findings"

@@ -19,6 +19,7 @@ packages=(
   clang
   libclang-rt-dev
   gcovr
+  llvm
 )
 
 missing=()
