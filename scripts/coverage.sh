@@ -8,7 +8,7 @@ set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 root="$(pwd)"
-build="$root/build-asan"
+build="${VNAGENT_ASAN_BUILD:-$root/build-asan}"
 library="$root/(reactive|schema|agent|client|topology|element|switch)/"
 gcovr=(gcovr --root "$root" --object-directory "$build" --filter "$library"
        --gcov-executable "llvm-cov gcov")
