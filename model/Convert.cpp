@@ -209,7 +209,9 @@ Inputs inputsFromTree(Tree const& tree) {
 
 void recordsFromSections(Inputs& in, Tree const& portVlanConfig, Tree const& vtepConfig) {
   Tree const empty = Tree::object();
-  for (auto& [id, sw] : in.switches) {
+  for (auto& entry : in.switches) {
+    std::string const& id = entry.first;
+    auto& sw = entry.second;
     Tree const& record = portVlanConfig.contains(id) ? portVlanConfig[id] : empty;
     sw.vlanList = record.contains("vlanList") ? text(record["vlanList"]) : "";
     sw.portAllowedVlanList.clear();

@@ -51,9 +51,9 @@ class Parser {
     return pos_ < text_.size() ? static_cast<unsigned char>(text_[pos_]) : end;
   }
 
-  // Reads a number, blanks ignored; false if there is no digit. Large
-  // numbers stop growing well above 4094 instead of overflowing: they are
-  // left out all the same.
+  // Reads a number, blanks ignored; false if there is no digit. Every
+  // number from 100000 up reads as 100000 instead of overflowing: left out
+  // all the same, and a range between two of them is never high to low.
   bool number(U32* value) {
     *value = 0;
     bool digits = false;
@@ -62,7 +62,7 @@ class Parser {
       if (isBlank(c)) continue;
       if (!isDigit(c)) break;
       digits = true;
-      if (*value < 100000) *value = *value * 10 + static_cast<U32>(c - '0');
+      *value = std::min<U32>(*value * 10 + static_cast<U32>(c - '0'), 100000);
     }
     return digits;
   }

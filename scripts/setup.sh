@@ -16,6 +16,10 @@ packages=(
   clang-format
   graphviz
   ccache
+  clang
+  libclang-rt-dev
+  gcovr
+  llvm
 )
 
 missing=()

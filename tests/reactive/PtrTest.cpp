@@ -47,7 +47,8 @@ TEST(PtrTest, AssignTakesTheNewReferenceBeforeReleasingTheOld) {
   ASSERT_NE(head, nullptr);
   EXPECT_EQ(deaths, 1);
   EXPECT_EQ(head->references(), 1u);
-  head = head;  // self-assignment changes nothing
+  Ptr<Node>& alias = head;
+  head = alias;  // self-assignment changes nothing
   EXPECT_EQ(head->references(), 1u);
 }
 

@@ -111,6 +111,13 @@ TEST(VlanIdSetParse, IdsNoPortCarriesAreReadAndLeftOut) {
   EXPECT_TRUE(LumoUtils::computeVlanSet(none, Vek::String("0,4095,4096,99999999999,5000-6000")));
   EXPECT_TRUE(none->empty());
   EXPECT_EQ(parsed("4093-5000,7")->multiRangeString(), Vek::String("7,4093-4094"));
+  // Every number from 100000 up is one value, so a range between two such
+  // numbers is never high to low (a fuzzer found "999999-1000000" read as
+  // high to low, where the long number stopped growing).
+  Vek::Ptr<VlanIdSet> huge = LumoUtils::VlanIdSetIs();
+  EXPECT_TRUE(LumoUtils::computeVlanSet(huge, Vek::String("5,999999-1000000,4095194094-409519,7")));
+  EXPECT_EQ(members(*huge), (std::set<U16>{5, 7}));
+  EXPECT_FALSE(LumoUtils::computeVlanSet(huge, Vek::String("99999-5000")));
 }
 
 struct BadText {

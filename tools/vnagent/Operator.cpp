@@ -146,7 +146,8 @@ std::vector<Conflict> conflictsOf(Snapshot const& snapshot) {
     }
     return list;
   };
-  for (auto const& [mac, element] : snapshot.elements.items()) {
+  for (auto const& [key, element] : snapshot.elements.items()) {
+    std::string const& mac = key;  // a plain name: lambdas below capture it
     if (!at(element, "isSwitchElement").is_boolean() || !element["isSwitchElement"]) continue;
     forEachInterface(element, [&](char const*, std::string const& name, Json const& intf) {
       // Two or more candidates: the switch gets none of them.
