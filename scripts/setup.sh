@@ -16,6 +16,8 @@ packages=(
   clang-format
   graphviz
   ccache
+  redis-server
+  libhiredis-dev
 )
 
 missing=()
