@@ -81,7 +81,7 @@ int main(int argc, char** argv) {
   options.log = &log;
   options.stopping = [&] { return stop.load(); };
   auto const started = Clock::now();
-  std::thread service([&] { serve(options); });
+  std::thread service([&] { vnagent::serve::serve(options); });
   while (redis.command({"EXISTS", layout.stats()}).integer() == 0) {
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
   }
