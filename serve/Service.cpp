@@ -743,7 +743,6 @@ class Service {
       if (!wanted.count(key)) commands.push_back({"DEL", key});
     }
     views_ = std::move(wanted);
-    stats_.conflicts = static_cast<long long>(conflictsOf(snapshotOf(*fabric_)).size());
     std::vector<std::string> stats = {"HSET", layout_.stats()};
     for (auto const& [name, value] : stats_.fields()) {
       stats.push_back(name);
@@ -758,6 +757,8 @@ class Service {
 
   void logStats() {
     lastStats_ = Clock::now();
+    // A walk over every switch's outputs: once a minute, not with each view.
+    stats_.conflicts = static_cast<long long>(conflictsOf(snapshotOf(*fabric_)).size());
     log_ << "vnagent serve: stats";
     for (auto const& [name, value] : stats_.fields()) log_ << " " << name << "=" << value;
     log_ << std::endl;
@@ -770,7 +771,7 @@ class Service {
     lastViews_ = Clock::now();
     refreshViews();
     while (!stopping()) {
-      auto message = sub_->next(viewsStale_ ? 20 : 100);
+      auto message = sub_->next(viewsStale_ ? 50 : 100);
       if (message) {
         std::vector<std::string> keys;
         std::set<std::string> seen;
@@ -790,7 +791,13 @@ class Service {
         handle(keys);
       }
       auto const now = Clock::now();
-      if (viewsStale_ && (!message || now - lastViews_ > std::chrono::seconds(1))) refreshViews();
+      if (message) lastEvent_ = now;
+      // The views are a walk over the whole model: written once the stream
+      // has paused, or every few seconds while it does not.
+      if (viewsStale_ && (now - lastEvent_ > std::chrono::milliseconds(200) ||
+                          now - lastViews_ > std::chrono::seconds(5))) {
+        refreshViews();
+      }
       if (now - lastStats_ > std::chrono::seconds(o_.statsSeconds)) logStats();
     }
   }
@@ -838,6 +845,7 @@ class Service {
   Stats stats_;
   Clock::time_point lastStats_ = Clock::now();
   Clock::time_point lastViews_ = Clock::now();
+  Clock::time_point lastEvent_ = Clock::now();
 };
 
 }  // namespace

@@ -7,8 +7,8 @@
 // holds, so that coalesced or repeated events change nothing twice; the
 // output fields that one input change causes go out together in one
 // MULTI/EXEC. The operator views (elements, requests, switch nodes) and the
-// counters are written when the stream of events pauses, and at least once
-// a second while it does not.
+// counters are written when the stream of events pauses, and every few
+// seconds while it does not.
 //
 // Output records found in the store at the start are the records of the
 // agent's last life: they are handed to the agent as the contents of the

@@ -124,11 +124,14 @@ int main(int argc, char** argv) {
   redis.flush();
   bool const done = waitFor(sub, channel + layout.errors(), 600000);
   double const seconds = ms(Clock::now() - burst) / 1000;
-  redis.command({"DEL", sentinel});
-  // Every request back to its full value, untimed.
+  // Every request back to its full value, untimed, then a second refused
+  // value (another error text) to know that the service has taken them.
   for (std::size_t i = 0; i < requests.size(); ++i) redis.append({"SET", requests[i].key, requests[i].full});
+  redis.append({"SET", sentinel, "["});
   redis.flush();
-  std::this_thread::sleep_for(std::chrono::seconds(2));
+  waitFor(sub, channel + layout.errors(), 600000);
+  redis.command({"DEL", sentinel});
+  std::this_thread::sleep_for(std::chrono::milliseconds(500));  // the counters, written when idle
   std::string const after = redis.command({"HGET", layout.stats(), "inputEvents"}).str();
   std::cout << "throughput: " << changes << " changes in " << seconds << " s = "
             << (done ? changes / seconds : 0) << " changes/s (input events applied in the burst and "
