@@ -20,6 +20,8 @@ packages=(
   libclang-rt-dev
   gcovr
   llvm
+  redis-server
+  libhiredis-dev
 )
 
 missing=()

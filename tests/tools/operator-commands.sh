@@ -35,7 +35,7 @@ if "$vnagent" types NoSuchSm 2>/dev/null; then
   exit 1
 fi
 # Every command shows an example in its help.
-for command in run show table plan explain conflicts dot types; do
+for command in run show table plan explain conflicts dot types serve load dump; do
   "$vnagent" "$command" --help | grep -q "^Example: vnagent $command " ||
     { echo "vnagent $command --help shows no example"; exit 1; }
 done

@@ -760,25 +760,42 @@ std::optional<Raised> Fabric::stop(YAML::Mark const& mark) {
   return std::nullopt;
 }
 
+Json portVlanConfigModel(ControllerProxyAgent::PortVlanConfigV1 const& config) {
+  Json record = Json::object();
+  field(record, "vlanList", config.vlanList().value().stdString());
+  SortedObject allowed;
+  for (auto p = config.portAllowedVlanListCol().iterator(); p; ++p) {
+    allowed.add(p.key().stdString(), p.value().value().stdString());
+  }
+  field(record, "portAllowedVlanList", allowed.json());
+  SortedObject native;
+  for (auto p = config.portNativeVlanCol().iterator(); p; ++p) {
+    native.add(p.key().stdString(), p.value().value());
+  }
+  field(record, "portNativeVlan", native.json());
+  return record;
+}
+
+Json vtepConfigModel(VxlanController::VtepConfigDirV2 const& dir) {
+  SortedObject vteps;
+  for (auto v = dir.vtepConfigCol().iterator(); v; ++v) {
+    SortedObject map;
+    for (auto m = v->vlanToVniMapCol().iterator(); m; ++m) {
+      map.add(m.key().port().stdString() + "|" + std::to_string(m.key().vlan().value()),
+              m.value().value());
+    }
+    vteps.add(v.key().stdString(), map.json());
+  }
+  return vteps.json();
+}
+
 std::optional<Json> Fabric::section(std::string const& name, std::string* why) const {
   if (name == "portVlanConfig") {
     SortedObject out;
     for (auto it = portVlanConfigDir_->entityPtrCol().iterator(); it; ++it) {
       auto config = Vek::ptrCast<ControllerProxyAgent::PortVlanConfigV1>(it.value());
       if (!config) continue;
-      Json record = Json::object();
-      field(record, "vlanList", config->vlanList().value().stdString());
-      SortedObject allowed;
-      for (auto p = config->portAllowedVlanListCol().iterator(); p; ++p) {
-        allowed.add(p.key().stdString(), p.value().value().stdString());
-      }
-      field(record, "portAllowedVlanList", allowed.json());
-      SortedObject native;
-      for (auto p = config->portNativeVlanCol().iterator(); p; ++p) {
-        native.add(p.key().stdString(), p.value().value());
-      }
-      field(record, "portNativeVlan", native.json());
-      out.add(it.key().stdString(), std::move(record));
+      out.add(it.key().stdString(), portVlanConfigModel(*config));
     }
     return out.json();
   }
@@ -787,16 +804,7 @@ std::optional<Json> Fabric::section(std::string const& name, std::string* why) c
     for (auto it = dynVtepConfigDir_->entityPtrCol().iterator(); it; ++it) {
       auto dir = Vek::ptrCast<VxlanController::VtepConfigDirV2>(it.value());
       if (!dir) continue;
-      SortedObject vteps;
-      for (auto v = dir->vtepConfigCol().iterator(); v; ++v) {
-        SortedObject map;
-        for (auto m = v->vlanToVniMapCol().iterator(); m; ++m) {
-          map.add(m.key().port().stdString() + "|" + std::to_string(m.key().vlan().value()),
-                  m.value().value());
-        }
-        vteps.add(v.key().stdString(), map.json());
-      }
-      out.add(it.key().stdString(), vteps.json());
+      out.add(it.key().stdString(), vtepConfigModel(*dir));
     }
     return out.json();
   }

@@ -107,4 +107,10 @@ class Fabric {
   bool inputsExact_ = true;
 };
 
+// The model form of one switch's outputs, as the sections list them: its
+// port VLAN record ({vlanList, portAllowedVlanList, portNativeVlan}) and its
+// VTEPs ({"<vtep>": {"<port>|<vlan>": <vni>}}).
+Json portVlanConfigModel(ControllerProxyAgent::PortVlanConfigV1 const& config);
+Json vtepConfigModel(VxlanController::VtepConfigDirV2 const& dir);
+
 }  // namespace vnagent

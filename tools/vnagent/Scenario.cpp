@@ -389,6 +389,11 @@ Scenario parseScenario(std::string const& text, std::string const& file) {
   return Validator(file).scenario(root);
 }
 
+void checkNode(YAML::Node const& node, Shape const& shape, std::string const& file,
+               std::string const& what) {
+  Validator(file).check(node, shape, Where{what, {}}, node.Mark());
+}
+
 Scenario loadScenario(std::string const& file) {
   std::ifstream in(file, std::ios::binary);
   if (!in) throw FileError(file, "cannot be read");

@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/vnagent/Shape.h"
 #include "tools/vnagent/Yaml.h"
 
 namespace vnagent {
@@ -57,5 +58,10 @@ struct Scenario {
 Scenario loadScenario(std::string const& file);
 // Validates `text` as the contents of `file`; raises FileError.
 Scenario parseScenario(std::string const& text, std::string const& file);
+
+// Checks `node` against `shape` as the loader checks a file: raises FileError
+// "FILE:LINE:COLUMN: expected ... in <what> at <path>, found ...".
+void checkNode(YAML::Node const& node, Shape const& shape, std::string const& file,
+               std::string const& what);
 
 }  // namespace vnagent

@@ -10,6 +10,9 @@
 //   vnagent conflicts FILE [--json]  the conflicts in force
 //   vnagent dot FILE [--png OUT]   the fabric as a Graphviz picture
 //   vnagent types [NAME] [--json]  the agent's classes as they describe themselves
+//   vnagent serve --redis URL      the agent as a service over Redis (docs/serve.md)
+//   vnagent load FILE --redis URL  a scenario's inputs written into Redis
+//   vnagent dump --redis URL       the outputs in Redis, as `show` prints them
 //   --step N                       (table, explain, conflicts, dot) as step N left it
 //   --trace-level N                the agent's trace lines, as they happen
 //
@@ -17,6 +20,8 @@
 // (or the command line was wrong).
 
 #include <unistd.h>
+
+#include <csignal>
 
 #include <cstdio>
 #include <cstdlib>
@@ -29,6 +34,7 @@
 #include <CLI/CLI.hpp>
 
 #include "reactive/Version.h"
+#include "serve/Service.h"
 #include "tools/vnagent/Fabric.h"
 #include "tools/vnagent/Isolation.h"
 #include "tools/vnagent/Operator.h"
@@ -129,6 +135,23 @@ bool atStep(vnagent::Scenario const& scenario, int step, int traceLevel,
   vnagent::Shown const shown = vnagent::showScenario(scenario, options);
   for (std::string const& note : shown.notes) std::cerr << "note: " << note << std::endl;
   return true;
+}
+
+volatile std::sig_atomic_t stopRequested = 0;
+
+void requestStop(int) { stopRequested = 1; }
+
+// The URL with the password from the environment when it has none; nullopt
+// after saying what is wrong with it.
+std::optional<vnagent::serve::RedisUrl> redisUrl(std::string const& text) {
+  try {
+    auto url = vnagent::serve::parseRedisUrl(text);
+    vnagent::serve::passwordFromEnvironment(url);
+    return url;
+  } catch (std::invalid_argument const& e) {
+    std::cerr << "ERROR " << e.what() << std::endl;
+    return std::nullopt;
+  }
 }
 
 // Colours for a terminal; none when piped or when NO_COLOR is set.
@@ -287,6 +310,48 @@ int main(int argc, char** argv) {
   typesCommand->add_flag("--json", json, "Print JSON instead of text");
   typesCommand->footer("Example: vnagent types HostResourcesSm");
 
+  std::string redis = "redis://127.0.0.1:6379";
+  std::string prefix = "vnagent";
+  auto addRedis = [&](CLI::App* command) {
+    command->add_option("--redis", redis,
+                        "redis://[user[:password]@]host[:port][/db]; the password may come from "
+                        "VNAGENT_REDIS_PASSWORD instead")
+        ->capture_default_str();
+    command->add_option("--prefix", prefix, "The prefix of every key")->capture_default_str();
+  };
+
+  bool once = false;
+  std::string traceFile;
+  CLI::App* serveCommand = app.add_subcommand(
+      "serve", "Run the agent as a service over Redis: read every input key, write the switch "
+               "outputs, then follow the changes through keyspace notifications. Key layout, "
+               "security and figures: docs/serve.md.");
+  addRedis(serveCommand);
+  serveCommand->add_flag("--once", once, "Reconcile, write the outputs and exit");
+  addTraceLevel(serveCommand);
+  serveCommand->add_option("--trace-file", traceFile,
+                           "Append the trace lines to this file instead of standard error");
+  serveCommand->footer("Example: vnagent serve --redis redis://vnagent@127.0.0.1:6379/0 "
+                       "--trace-level 2   (password in VNAGENT_REDIS_PASSWORD)");
+
+  int stepDelay = 0;
+  CLI::App* loadCommand = app.add_subcommand(
+      "load", "Write the inputs of a scenario's 'set' steps into Redis, one transaction per "
+              "step (start, stop and checks are left out).");
+  loadCommand->add_option("FILE", file, "Scenario file (YAML)")->required();
+  addRedis(loadCommand);
+  loadCommand->add_option("--step-delay", stepDelay, "Milliseconds between two steps")
+      ->check(CLI::NonNegativeNumber);
+  loadCommand->footer("Example: vnagent load examples/leaf-pair.yaml --redis redis://127.0.0.1:6379 "
+                      "--step-delay 100");
+
+  CLI::App* dumpCommand = app.add_subcommand(
+      "dump", "Print the outputs that Redis holds (portVlanConfig, vtepConfig, elements, "
+              "requests, switchNodes) as 'vnagent show' prints a scenario's.");
+  addRedis(dumpCommand);
+  dumpCommand->add_flag("--json", json, "Print JSON instead of YAML");
+  dumpCommand->footer("Example: vnagent dump --redis redis://127.0.0.1:6379 --json");
+
   try {
     app.parse(argc, argv);
   } catch (CLI::Success const& e) {
@@ -296,6 +361,31 @@ int main(int argc, char** argv) {
     return kUnreadable;
   }
 
+  if (serveCommand->parsed() || loadCommand->parsed() || dumpCommand->parsed()) {
+    auto url = redisUrl(redis);
+    if (!url) return kUnreadable;
+    try {
+      if (loadCommand->parsed()) return vnagent::serve::load(file, *url, prefix, stepDelay, std::cerr);
+      if (dumpCommand->parsed()) {
+        vnagent::Json const model = vnagent::serve::dumpModel(*url, prefix);
+        std::cout << (json ? model.dump(2) : vnagent::toYaml(model)) << std::endl;
+        return 0;
+      }
+      std::signal(SIGTERM, requestStop);
+      std::signal(SIGINT, requestStop);
+      vnagent::serve::ServeOptions options;
+      options.url = *url;
+      options.prefix = prefix;
+      options.once = once;
+      options.traceLevel = traceLevel;
+      options.traceFile = traceFile;
+      options.stopping = [] { return stopRequested != 0; };
+      return vnagent::serve::serve(options);
+    } catch (std::exception const& e) {
+      std::cerr << "ERROR " << e.what() << std::endl;
+      return kFailed;
+    }
+  }
   if (runCommand->parsed()) return run(files, traceLevel);
   if (showCommand->parsed()) return show(showFile, json, traceLevel);
   if (planCommand->parsed()) return plan(file, json, traceLevel);
