@@ -171,6 +171,11 @@ class Agreement {
       }
       for (std::string const& port : changed) natives.erase(port);
     }
+    // A switch that was ready and lost a fact keeps what its cleanup left
+    // (order case 7).
+    for (std::string const& id : wasReady_) {
+      if (!restarted && suspended_.empty() && !ready.count(id)) suspended_ = "a ready switch lost a fact";
+    }
     wasReady_ = ready;
     previous_ = in;
     if (!suspended_.empty()) return "";
