@@ -120,6 +120,21 @@ inline std::string orderDependent(model::Inputs const& before, model::Inputs con
   return "";
 }
 
+// Whether a client or a switch directory has an entry that is not in
+// status 1 (or none) while its entity stays.
+inline bool entryOutOfStep(model::Inputs const& in) {
+  auto out = [](model::DirEntry const& e) {
+    return e.entity == model::EntityKind::typed && e.entry != 1u;
+  };
+  for (auto const& [name, client] : in.clients) {
+    if (out(client.dir)) return true;
+  }
+  for (auto const& [id, sw] : in.switches) {
+    if (out(sw.portVlanConfig) || out(sw.dynVtepConfig) || out(sw.dynVtepStatus)) return true;
+  }
+  return false;
+}
+
 // The native VLANs the clients ask for one switch port ("<colon-mac>|<port>").
 inline std::set<model::U32> nativesAsked(model::Inputs const& in, std::string const& port) {
   std::set<model::U32> natives;
@@ -146,14 +161,24 @@ class Agreement {
   std::string after(Fabric const& fabric, bool restarted, std::string const& where) {
     model::Inputs in = model::inputsFromTree(fabric.inputs());
     if (restarted) {
-      suspended_.clear();
+      // A start builds the agent after its inputs again, except where an
+      // entry stands out of status 1 (order case 8): which requests a new
+      // agent takes from such a client or switch is not described either.
+      suspended_ = entryOutOfStep(in) ? "an entry out of status 1 across a start" : "";
     } else if (suspended_.empty()) {
       suspended_ = orderDependent(previous_, in);
     }
     std::set<std::string> ready;
     for (auto const& [id, sw] : model::recompute(in).switches) ready.insert(id);
+    Json const nowPorts = sectionOf(fabric, "portVlanConfig");
+    Json const nowVteps = sectionOf(fabric, "vtepConfig");
     for (auto const& [id, sw] : in.switches) {
-      if (restarted || !ready.count(id) || !wasReady_.count(id)) {
+      if (restarted && !ready.count(id)) {
+        // The agent that went cleaned up after itself, and the new one leaves
+        // a switch that is not ready alone: its records are what the stop left.
+        leftPorts_[id] = memberOr(nowPorts, id);
+        leftVteps_[id] = memberOr(nowVteps, id);
+      } else if (restarted || !ready.count(id) || !wasReady_.count(id)) {
         leftPorts_[id] = memberOr(beforePorts_, id);
         leftVteps_[id] = memberOr(beforeVteps_, id);
       }
