@@ -16,7 +16,9 @@ seconds="${1:-60}"
 shift || true
 targets=("$@")
 if ((${#targets[@]} == 0)); then
-  targets=(VlanListFuzz ScenarioFuzz EventStreamFuzz)
+  # EventStreamFuzz is built, and run by name, while the random suite it
+  # shares is disabled (docs/testing.md).
+  targets=(VlanListFuzz ScenarioFuzz)
 fi
 
 bash "$root/scripts/setup.sh"
