@@ -383,7 +383,9 @@ TEST_F(ServeTest, BadInputIsReportedPerKeyAndThePreviousValueKept) {
     byKind.emplace(kind, layout.input(InputKey{kind, name, "openstack"}));
   }
   ASSERT_EQ(byKind.size(), 11u);
-  for (auto const& [kind, key] : byKind) {
+  for (auto const& entry : byKind) {
+    InputKind const kind = entry.first;
+    std::string const& key = entry.second;  // a plain name: the lambdas below capture it
     std::string const previous = command({"GET", key}).str();
     command({"SET", key, "{\"a\": 1,"});
     ASSERT_TRUE(eventually([&] { return command({"HEXISTS", "vnagent:errors", key}).integer() == 1; }))
