@@ -384,7 +384,6 @@ TEST_F(ServeTest, BadInputIsReportedPerKeyAndThePreviousValueKept) {
   }
   ASSERT_EQ(byKind.size(), 11u);
   for (auto const& entry : byKind) {
-    InputKind const kind = entry.first;
     std::string const& key = entry.second;  // a plain name: the lambdas below capture it
     std::string const previous = command({"GET", key}).str();
     command({"SET", key, "{\"a\": 1,"});
