@@ -13,6 +13,9 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 root="$(pwd)"
 seconds="${1:-60}"
+# A fixed seed by default, so that a CI run can be repeated; VNAGENT_FUZZ_SEED=0
+# lets libFuzzer pick one.
+seed="${VNAGENT_FUZZ_SEED:-1}"
 shift || true
 targets=("$@")
 if ((${#targets[@]} == 0)); then
@@ -38,7 +41,7 @@ for target in "${targets[@]}"; do
   echo "=== $target: ${seconds} s ==="
   ASAN_OPTIONS=detect_leaks=1:abort_on_error=0 \
   UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
-    "$build/bin/$target" -max_total_time="$seconds" -print_final_stats=1 \
+    "$build/bin/$target" -max_total_time="$seconds" -print_final_stats=1 -seed="$seed" \
       -dict="$root/fuzz/$target.dict" -artifact_prefix="$build/findings/$target-" \
       "$corpus" "${seeds[@]}" 2>"$build/$target.log" || {
         tail -n 60 "$build/$target.log"
