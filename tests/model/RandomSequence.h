@@ -103,7 +103,9 @@ class Generator {
   std::size_t pick(std::vector<int> const& weights) {
     return std::discrete_distribution<std::size_t>(weights.begin(), weights.end())(rng_);
   }
-  int below(int n) { return std::uniform_int_distribution<int>(0, n - 1)(rng_); }
+  // A remainder, not a distribution: rejection sampling never ends on a
+  // source that has run dry (the fuzzer's bytes give zeros then).
+  int below(int n) { return static_cast<int>(rng_() % static_cast<std::uint32_t>(n)); }
   bool chance(int n) { return below(n) == 0; }  // one in n
   template <class T>
   T const& oneOf(std::vector<T> const& items) { return items[below(int(items.size()))]; }
