@@ -20,7 +20,7 @@
 //   <p>:errors                             input key -> its last error (hash)
 //   <p>:stats                              the service's counters (hash)
 //
-// Each input key holds, in JSON, the part of the scenario format's input
+// Each input key holds, in JSON, the piece of the scenario format's input
 // tree at its place. The entity of a switch's portVlanConfig and
 // dynVtepConfig children is written by the agent: its input key says only
 // that it exists ({}), its contents are the output hashes.

@@ -170,8 +170,9 @@ class Agreement {
     }
     std::set<std::string> ready;
     for (auto const& [id, sw] : model::recompute(in).switches) ready.insert(id);
-    Json const nowPorts = sectionOf(fabric, "portVlanConfig");
-    Json const nowVteps = sectionOf(fabric, "vtepConfig");
+    // What the stop left; read only at a start.
+    Json const nowPorts = restarted ? sectionOf(fabric, "portVlanConfig") : Json::object();
+    Json const nowVteps = restarted ? sectionOf(fabric, "vtepConfig") : Json::object();
     for (auto const& [id, sw] : in.switches) {
       if (restarted && !ready.count(id)) {
         // The agent that went cleaned up after itself, and the new one leaves
